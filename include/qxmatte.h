@@ -1,0 +1,284 @@
+/*
+ * qxmatte: image cut-out routines for a host image editor.
+ *
+ * The host loads libqxmatte into its own process and calls the exports below
+ * one at a time (they share the progress state and are not reentrant with one
+ * another). The host owns every pixel buffer and every record; the library
+ * only reads and writes them during a call. Images cross the boundary in two
+ * forms:
+ *
+ *   flat form  pixels, step, width, height: row y starts at pixels + y * step,
+ *              step in bytes, sizes in pixels;
+ *   job form   a pointer to a QxJob (or QxMaskJob) record owned by the host.
+ *
+ * Mark coding of an 8-bit mask: bit 0 set means fixed by the user. 0xFF fixed
+ * keep, 0x01 fixed cut, 0xFE soft keep, 0x00 soft cut, 0x7E unknown band;
+ * another even value is a soft alpha, another odd value a fixed alpha.
+ *
+ * Four-byte pixels: bytes 0 to 2 are colour (byte 1 is green), byte 3 is not
+ * colour and is never written by the library. Colour arguments (three bytes)
+ * run in the reverse order of the pixel's bytes.
+ *
+ * Return values: 1 is success, except qxRecoverForeground, whose success is 0.
+ * Failures inside the library come back as documented per export. Where an
+ * export's documentation says "failures pass to the host", a failure inside it
+ * propagates as a C++ exception; hosts calling from C should keep to valid
+ * arguments there.
+ *
+ * Internal failure codes (see qxMaskAlpha and qxGrabCut, which return them
+ * biased by -1000, and qxRecoverForegroundCell and qxKeepCutToAlpha, which
+ * return them as they are):
+ *   102  a work image could not be allocated
+ *   103  a work image's guard row was overwritten (an internal overrun)
+ *   112  allocation failed for a work image wider than 5000 pixels
+ *   113  allocation failed for a work image higher than 5000 rows
+ *   121, 122, 123  the sparse solver failed in analysis, factorisation, solve
+ *   125  the sparse solver ran out of memory
+ *   130  an array of the matting system could not be allocated
+ *   -1   the matting system is too large (over 500000 unknown pixels or
+ *        100000000 matrix entries)
+ *   -5   the marks do not allow a solve
+ */
+#ifndef QXMATTE_H
+#define QXMATTE_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#if defined(__GNUC__)
+#define QXMATTE_API __attribute__((visibility("default")))
+#else
+#define QXMATTE_API
+#endif
+
+/*
+ * Host progress callback: value and total of the bar, and the cookie the host
+ * put in its job record. Called on any thread, never twice at once. The result
+ * is not used: a host cannot cancel through it.
+ */
+typedef int (*QxProgressFn)(int value, int total, void *cookie);
+
+/* Record of the job-form exports. Owned by the host. */
+typedef struct QxJob {
+    unsigned char *imagePixels;  /* source image, 4 bytes a pixel */
+    int imageStep;               /* its row distance in bytes */
+    unsigned char *maskPixels;   /* one byte a pixel: marks or alpha */
+    int maskStep;
+    unsigned char *outPixels;    /* result image, 4 bytes a pixel */
+    int outStep;
+    unsigned char *auxPixels;    /* second one-byte plane */
+    int auxStep;
+    int width;                   /* size of all planes, pixels */
+    int height;
+    int roiX;                    /* rectangle to work on */
+    int roiY;
+    int roiWidth;
+    int roiHeight;
+    int roiBorder;               /* extra pixels around the rectangle, or a flag */
+    unsigned char recoverColors; /* qxKeepCutToAlpha: also recover colours */
+    unsigned char reserved[3];
+    QxProgressFn progressCallback; /* or NULL: no progress */
+    void *progressCookie;          /* passed back; NULL also means no progress */
+    const unsigned char *hairColour;     /* three bytes, qxHairSelect */
+    const unsigned char *backdropColour; /* three bytes, qxHairSelect */
+    void *grabCutSession;        /* in and out; NULL before the first qxGrabCut */
+    int grabWidth;               /* rectangle handed to GrabCut */
+    int grabHeight;
+    int grabX;
+    int grabY;
+    int keepCutMode;             /* mode of qxKeepCutToAlpha */
+} QxJob;
+
+/* Record of qxMaskAlpha. Owned by the host. */
+typedef struct QxMaskJob {
+    int reserved0;               /* not read */
+    unsigned char **planes;      /* three pointers to 8-bit colour planes */
+    int planeStep;               /* row distance of all three planes, bytes */
+    unsigned char *marksPixels;  /* mark mask; overwritten with the alpha */
+    int marksStep;
+    int width;                   /* size of planes and mask, pixels */
+    int height;
+    int reserved1[3];            /* not read */
+    QxProgressFn progressCallback; /* or NULL */
+    void *progressCookie;          /* or NULL; either NULL means silent */
+} QxMaskJob;
+
+/* ---- Set-up ------------------------------------------------------------ */
+
+/*
+ * Switch tracing. mask: bit 0 turns the trace on, other bits mean nothing.
+ * path: directory of the trace file "<path>/qxtrace_log.txt", copied into a
+ * 512-byte buffer (must be shorter), or NULL to keep the last directory
+ * (initially "/tmp/"). With tracing on, two records are appended to the file.
+ * Returns 1 when tracing is on and the file could be written, else 0.
+ */
+QXMATTE_API int setDebugTrace(int mask, const char *path);
+
+/* As setDebugTrace, but a negative mask returns 0 and changes nothing. */
+QXMATTE_API int qxSetupLib(int mask, const char *path);
+
+/* ---- Matting ----------------------------------------------------------- */
+
+/*
+ * Compute a soft alpha from an image and its marks, in place in the mask.
+ * job: planes, mask and progress callback (progress total 130). unused: not
+ * read. unknownEstimate: the caller's count of pixels to be solved; with the
+ * image size it decides the working scale (full, half or reduced size).
+ * inHigh, inLow (low bytes used): the input marks are stretched from
+ * [inLow, inHigh] to [0, 255] first; after that 0 is certain background,
+ * 255 certain foreground, anything else unknown. Pass 255 and 0 for no
+ * stretch; equal values below 255 apart are not allowed. outHigh, outLow: the
+ * solved alpha is stretched from [outLow, outHigh] to [0, 255] (255 and 0: no
+ * stretch). On return 0 and 255 survive only where the mask held exactly that
+ * value before the call.
+ * Returns 1, or e - 1000 for an internal failure code e (so -1001 for a system
+ * too large, -870 for an allocation failure, -875 for solver memory), or -1000
+ * for any other failure. The mask holds partial results after a failure.
+ */
+QXMATTE_API int qxMaskAlpha(QxMaskJob *job, int unused, float unknownEstimate,
+                            int inHigh, int inLow, int outHigh, int outLow);
+
+/*
+ * Turn keep/cut marks into alpha over the job's rectangle by a tree of tiles
+ * (or a local solve of a small edited rectangle), and with recoverColors set
+ * recover the foreground colours into outPixels. fullSize: 1 the full-size
+ * tile path, anything else the half-size path. Returns 1, an internal failure
+ * code as it is, -1 for memory exhausted, -1000 for any other failure.
+ */
+QXMATTE_API int qxKeepCutToAlpha(QxJob *job, int fullSize);
+
+/* ---- Foreground recovery ------------------------------------------------ */
+
+/*
+ * Recover the true foreground colours of the rectangle roiX, roiY, roiWidth,
+ * roiHeight: reads imagePixels (4 bytes a pixel), maskPixels (alpha) and
+ * auxPixels (must be readable, same size), writes outPixels bytes 0 to 2
+ * inside the rectangle less a 3-pixel frame. blendEdges: non-zero fades the
+ * result into what outPixels held over 64 pixels at the rectangle's edges.
+ * Uses the progress callback installed by the previous call. Returns 0 on
+ * success, -1 for memory exhausted, a tile's internal failure code, or -1000.
+ * outPixels is untouched on failure.
+ */
+QXMATTE_API int qxRecoverForeground(QxJob *job, int blendEdges);
+
+/*
+ * Recover foreground colours of one cell (the job's rectangle) and fade them
+ * into outPixels towards the cell's edges. roiBorder 0: fixed scale 0.18 and a
+ * 1-pixel frame left unwritten; non-zero: scale by image area, 3-pixel frame.
+ * modeFlag: not read. Installs the job's progress callback (total 20000).
+ * Returns 1, -1 for memory exhausted, an internal failure code, or -1000.
+ */
+QXMATTE_API int qxRecoverForegroundCell(QxJob *job, int modeFlag);
+
+/* ---- GrabCut ------------------------------------------------------------ */
+
+/*
+ * One GrabCut pass over the job's grab rectangle from the marks in
+ * maskPixels; keeps its state in job->grabCutSession between calls. fastLadder
+ * does not change the result. Returns 1, e - 1000 for an internal failure
+ * code, -1 for memory exhausted, -1000 for any other failure.
+ */
+QXMATTE_API int qxGrabCut(QxJob *job, int fastLadder);
+
+/* Turn the GrabCut selection into a keep/unknown/cut band of bandWidth pixels.
+ * Failures pass to the host. */
+QXMATTE_API void qxGrabCutEdgeGen(QxJob *job, int bandWidth);
+
+/* End the GrabCut session, fix the certain pixels and free the session.
+ * Failures pass to the host. */
+QXMATTE_API void qxGrabCutDeleteBuf(QxJob *job);
+
+/* ---- Selection tools ---------------------------------------------------- */
+
+/* Hair brush along (x1,y1)-(x2,y2) with the given radius, separating
+ * hairColour from backdropColour. Returns 1. Failures pass to the host. */
+QXMATTE_API int qxHairSelect(QxJob *job, int x1, int y1, int x2, int y2, int radius);
+
+/* Colour-range brush: fix pixels near colour (three bytes, reverse pixel
+ * order) within tolerance as keep (keep non-zero) or cut. Returns 1. Failures
+ * pass to the host. */
+QXMATTE_API int qxColorRangeSelect(QxJob *job, int x1, int y1, int x2, int y2, int radius,
+                                   const unsigned char *colour, int tolerance, int keep);
+
+/* Desaturate 4-byte pixels in place where alphaPlane says so; amount 0 to 1.
+ * Returns 1. Failures pass to the host. */
+QXMATTE_API int qxDesaturation(unsigned char *pixels, int step, int width, int height,
+                               const unsigned char *alphaPlane, int alphaStep, float amount);
+
+/* ---- Display ------------------------------------------------------------ */
+
+/* Paint marks, classes or alpha into the display image (4-byte pixels) by
+ * mode; colour three bytes in reverse pixel order. Returns 1. Failures pass
+ * to the host. */
+QXMATTE_API int qxShowImageAlpha(unsigned char *pixels, int step, int width, int height,
+                                 const unsigned char *alpha, int alphaStep, int high, int low,
+                                 int mode, const unsigned char *colour);
+
+/* Blend other (at least as large) into pixels by amount. Failures pass to the
+ * host. */
+QXMATTE_API void qxShowKeepBlend(unsigned char *pixels, int step, int width, int height,
+                                 const unsigned char *other, int otherStep, int otherWidth,
+                                 int otherHeight, float amount);
+
+/* ---- Mask utilities ----------------------------------------------------- */
+
+/*
+ * Bounding box of the marks, with a margin of 12 pixels, clamped to the image.
+ * is16Bit: 0 for 8-bit pixels; else 16-bit pixels compared against
+ * valueKeep * 128 (at or above: background) and valueCut * 128 (at or below).
+ * In 8-bit form a pixel equal to valueKeep or valueCut is background.
+ * Writes outX, outWidth, outY, outHeight; when both count pointers are
+ * non-NULL, the numbers of valueKeep and valueCut pixels inside the box. A box
+ * under 24 rows high (margins included) gives all zeros and counts of -1
+ * (each written where its pointer is non-NULL). reserved: not read. Returns 1.
+ * Failures pass to the host.
+ */
+QXMATTE_API int qxMaskBBox(int is16Bit, const void *pixels, int step, int width, int height,
+                           int *outX, int *outWidth, int *outY, int *outHeight,
+                           int *outCountKeep, int *outCountCut, int reserved,
+                           int valueKeep, int valueCut);
+
+/*
+ * Draw one stroke from (x1,y1) to (x2,y2), 2 * radius + 1 wide, into an 8-bit
+ * mask. mode (low byte): 0 cut (1), 1 keep (255), 2 unknown (0x7E), 3 the odd
+ * value (value & 0xFE) + 1, anything else 0. Parts of the stroke outside the
+ * mask are clipped. Returns 1. Failures pass to the host.
+ */
+QXMATTE_API int qxDrawLine8u(unsigned char *pixels, int step, int width, int height,
+                             int x1, int y1, int x2, int y2, int radius, int mode, int value);
+
+/* Flood-fill the 8-connected region of like-class pixels at the seed with the
+ * class of mode (0 cut, 1 keep, 2 unknown); outRect receives x, y, width,
+ * height of the changed area. Returns 1, -3 for a seed outside, -1 when
+ * memory ran out. */
+QXMATTE_API int qxFloodFillAlpha(unsigned char *pixels, int step, int width, int height,
+                                 int seedX, int seedY, int reserved1, int reserved2, int mode,
+                                 int reserved3, int *outRect);
+
+/* Stretch [low, high] to [0, 255] in place; protectHard keeps odd (fixed)
+ * values. Returns 1. Failures pass to the host. */
+QXMATTE_API int qxScaleAlpha(unsigned char *pixels, int step, int width, int height,
+                             int high, int low, int protectHard);
+
+/* Smooth a mask (median then Gaussian), mode 0 or 1; a 3 or 4 pixel border is
+ * left as it was. Returns 1. Failures pass to the host. */
+QXMATTE_API int qxfilterIm8u(unsigned char *pixels, int step, int width, int height, int mode);
+
+/* ---- Tone ---------------------------------------------------------------- */
+
+/* Brighten 3-byte pixels so that the strongest channel mean reaches target
+ * (never darkens). Returns 1. */
+QXMATTE_API int qxPreviewAutoLevel(unsigned char *pixels, int step, int width, int height,
+                                   float target);
+
+/* Show one component of the image in YCbCr, levelled towards target; mode 0
+ * to 4. Returns 1, or 0 for an unknown mode. */
+QXMATTE_API int qxRGB2YCbCrAutoLevel(unsigned char *pixels, int step, int width, int height,
+                                     int mode, int target);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* QXMATTE_H */
