@@ -23,6 +23,8 @@ struct SparseSession {
     cholmod_factor* factor = nullptr;
     int order = 0;
     bool started = false;               // cholmod_start has run
+    bool factorised = false;            // factor holds usable numbers
+    int ordering = -1;                  // CHOLMOD_AMD, _METIS, _NESDIS; negative: AMD
 
     SparseSession() = default;
     SparseSession(const SparseSession&) = delete;
