@@ -1,0 +1,34 @@
+#include "matting/matte_state.h"
+
+#include <cstdlib>
+
+namespace qx {
+
+namespace {
+
+template <class T>
+void releaseArray(T*& array) {
+    if (array) std::free(array);
+    array = nullptr;
+}
+
+}  // namespace
+
+void releaseMatteState(MatteState& state) {
+    releaseArray(state.tripletValues);
+    releaseArray(state.diagonalSums);
+    releaseArray(state.tripletRows);
+    releaseArray(state.tripletColumns);
+    releaseArray(state.spareArray);
+    releaseArray(state.variableOfPixel);
+    releaseArray(state.knownOfVariable);
+    releaseArray(state.markOfVariable);
+    releaseArray(state.solution);
+}
+
+void failMatte(MatteState& state, int code) {
+    releaseMatteState(state);
+    throw code;
+}
+
+}  // namespace qx

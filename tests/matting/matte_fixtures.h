@@ -1,0 +1,50 @@
+// Helpers of the matting tests: cv::Mat pixels seen through attached
+// buffers, colour planes, thrown ints and a progress tick counter.
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include <array>
+#include <climits>
+
+#include "frame/image_buffer.h"
+#include "frame/progress.h"
+
+namespace mattest {
+
+using Plane = qx::GIMG<unsigned char>;
+
+inline Plane attach(const cv::Mat& m) { return Plane(m.cols, m.rows, m.data, static_cast<int>(m.step)); }
+
+struct Planes {
+    std::array<cv::Mat, 3> mats;
+    unsigned char* pixels[3];
+    int step;
+    explicit Planes(std::array<cv::Mat, 3> m) : mats(std::move(m)), step(static_cast<int>(mats[0].step)) {
+        for (int c = 0; c < 3; ++c) pixels[c] = mats[c].data;
+    }
+    static Planes uniform(int width, int height, int r, int g, int b) {
+        return Planes({cv::Mat(height, width, CV_8UC1, cv::Scalar(r)), cv::Mat(height, width, CV_8UC1, cv::Scalar(g)),
+                       cv::Mat(height, width, CV_8UC1, cv::Scalar(b))});
+    }
+};
+
+template <class F>
+int thrownInt(F&& f) {  // INT_MIN if nothing is thrown
+    try {
+        f();
+    } catch (int e) {
+        return e;
+    }
+    return INT_MIN;
+}
+
+// Counts the ticks while it lives; also keeps an earlier job's callback away.
+struct TickCounter {
+    int ticks = 0;
+    static int count(int, int, void* self) { return ++static_cast<TickCounter*>(self)->ticks, 1; }
+    TickCounter() { qx::startProgress(&TickCounter::count, this, 1000000, 0, 1); }
+    ~TickCounter() { qx::startProgress(nullptr, nullptr, 0, 0, 0); }
+};
+
+}  // namespace mattest
