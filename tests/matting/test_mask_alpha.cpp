@@ -43,6 +43,8 @@ MaskRun maskAlpha(const cv::Mat& image, const cv::Mat& marks, float unknownEstim
     job.progressCallback = recordTick;
     job.progressCookie = &run.ticks;
     run.rc = qxMaskAlpha(&job, 0, unknownEstimate, 255, 0, 255, 0);
+    // The bar outlives the call; silence it before the cookie goes away.
+    qx::startProgress(nullptr, nullptr, 0, 0, 0);
     return run;
 }
 

@@ -1,0 +1,50 @@
+// Export: foreground colours of one cell, faded into the output towards the
+// cell's edges so that neighbouring cells meet without a seam.
+#include "foreground/foreground_driver.h"
+#include "frame/export_frame.h"
+#include "frame/progress.h"
+
+namespace qx {
+
+namespace {
+
+float cellScale(const QxJob& job) {
+    if (job.roiBorder == 0) return 0.18f;
+    const int area = job.width * job.height;  // of the whole image, not the cell
+    if (area <= 200000) return 1.0f;
+    if (area >= 4000000) return 0.2f;
+    return 0.33f;
+}
+
+int recoverForegroundCell(const QxJob& job) {
+    startProgress(job.progressCallback, job.progressCookie, 20000, 0, 0);
+    tickProgress();
+
+    const float scale = cellScale(job);
+    const int w = static_cast<int>(job.roiWidth * scale);
+    const int h = static_cast<int>(job.roiHeight * scale);
+    ReducedRegion small(w, h);
+    reduceRegion(job, scale, small);
+
+    const TileGrid grid = tileGrid(w, h, memoryBudgetK(), kCellGridRule);
+    const int step = static_cast<int>(static_cast<float>(20000 / (grid.tilesX * grid.tilesY)) * 0.065f);
+    progressStep = step > 0 ? step : 20;
+
+    int failure = 0;
+    solveTiles(grid, small, kCellLoopRule, failure);  // unguarded: failures reach the export's frame
+
+    GIMG<unsigned char> upImage(job.roiWidth * 4, job.roiHeight);
+    enlargeWithDetail(job, small, scale, upImage);
+    restoreDefinite(job, 252, upImage);
+    blendWithOutput(job, cellTaperPlane(job.roiWidth, job.roiHeight), upImage);
+    copyToOutput(job, upImage, job.roiBorder == 0 ? 1 : 3);
+    return 1;
+}
+
+}  // namespace
+
+}  // namespace qx
+
+QX_EXPORT int qxRecoverForegroundCell(QxJob* job, int /*modeFlag: accepted, not read*/) {
+    return qx::runExport(qx::kForegroundCellColumn, [&] { return qx::recoverForegroundCell(*job); });
+}
