@@ -20,7 +20,7 @@
  * run in the reverse order of the pixel's bytes.
  *
  * Return values: 1 is success, except qxRecoverForeground, whose success is 0.
- * Failures inside the library come back as documented per export. Where an
+ * Failures inside the library come back as each export's comment says. Where an
  * export's documentation says "failures pass to the host", a failure inside it
  * propagates as a C++ exception; hosts calling from C should keep to valid
  * arguments there.
@@ -110,12 +110,16 @@ typedef struct QxMaskJob {
  * Switch tracing. mask: bit 0 turns the trace on, other bits mean nothing.
  * path: directory of the trace file "<path>/qxtrace_log.txt", copied into a
  * 512-byte buffer (must be shorter), or NULL to keep the last directory
- * (initially "/tmp/"). With tracing on, two records are appended to the file.
- * Returns 1 when tracing is on and the file could be written, else 0.
+ * (initially "/tmp/"); the directory is taken even when tracing is off. With
+ * tracing on, two numbered records (the file name and the mask) are appended;
+ * the file is opened and closed for each record, so nothing is lost in a
+ * crash. Tracing is meant for one thread. Returns 1 when tracing is on and the
+ * file could be written, else 0. The library loads with tracing off.
  */
 QXMATTE_API int setDebugTrace(int mask, const char *path);
 
-/* As setDebugTrace, but a negative mask returns 0 and changes nothing. */
+/* As setDebugTrace, but a negative mask returns 0 and changes nothing (the
+ * directory included), so a host can probe the library with it. */
 QXMATTE_API int qxSetupLib(int mask, const char *path);
 
 /* ---- Matting ----------------------------------------------------------- */
@@ -128,7 +132,8 @@ QXMATTE_API int qxSetupLib(int mask, const char *path);
  * inHigh, inLow (low bytes used): the input marks are stretched from
  * [inLow, inHigh] to [0, 255] first; after that 0 is certain background,
  * 255 certain foreground, anything else unknown. Pass 255 and 0 for no
- * stretch; equal values below 255 apart are not allowed. outHigh, outLow: the
+ * stretch; inHigh must differ from inLow (their difference divides), and a
+ * difference of 255 or more means no stretch. outHigh, outLow: the
  * solved alpha is stretched from [outLow, outHigh] to [0, 255] (255 and 0: no
  * stretch). On return 0 and 255 survive only where the mask held exactly that
  * value before the call.
@@ -231,7 +236,8 @@ QXMATTE_API void qxShowKeepBlend(unsigned char *pixels, int step, int width, int
  * Writes outX, outWidth, outY, outHeight; when both count pointers are
  * non-NULL, the numbers of valueKeep and valueCut pixels inside the box. A box
  * under 24 rows high (margins included) gives all zeros and counts of -1
- * (each written where its pointer is non-NULL). reserved: not read. Returns 1.
+ * (each written where its pointer is non-NULL); the box's width has no
+ * minimum. step is in bytes for both depths. reserved: not read. Returns 1.
  * Failures pass to the host.
  */
 QXMATTE_API int qxMaskBBox(int is16Bit, const void *pixels, int step, int width, int height,
@@ -241,17 +247,19 @@ QXMATTE_API int qxMaskBBox(int is16Bit, const void *pixels, int step, int width,
 
 /*
  * Draw one stroke from (x1,y1) to (x2,y2), 2 * radius + 1 wide, into an 8-bit
- * mask. mode (low byte): 0 cut (1), 1 keep (255), 2 unknown (0x7E), 3 the odd
- * value (value & 0xFE) + 1, anything else 0. Parts of the stroke outside the
- * mask are clipped. Returns 1. Failures pass to the host.
+ * mask, 8-connected with round ends. mode (low byte): 0 cut (1), 1 keep (255),
+ * 2 unknown (0x7E), 3 the odd (fixed) value (value & 0xFE) + 1, so 200 paints
+ * 201; anything else 0. Parts of the stroke outside the mask are clipped.
+ * Returns 1. Failures (e.g. a negative radius) pass to the host.
  */
 QXMATTE_API int qxDrawLine8u(unsigned char *pixels, int step, int width, int height,
                              int x1, int y1, int x2, int y2, int radius, int mode, int value);
 
 /* Flood-fill the 8-connected region of like-class pixels at the seed with the
- * class of mode (0 cut, 1 keep, 2 unknown); outRect receives x, y, width,
- * height of the changed area. Returns 1, -3 for a seed outside, -1 when
- * memory ran out. */
+ * class of mode (low byte: 0 cut, 1 keep, 2 unknown); outRect receives x, y,
+ * width, height of the changed area (all zero when the seed already has the
+ * class; the whole image for mode 2). Other modes change nothing. Returns 1,
+ * -3 for a seed right of or below the image, -1 when memory ran out. */
 QXMATTE_API int qxFloodFillAlpha(unsigned char *pixels, int step, int width, int height,
                                  int seedX, int seedY, int reserved1, int reserved2, int mode,
                                  int reserved3, int *outRect);
@@ -261,8 +269,9 @@ QXMATTE_API int qxFloodFillAlpha(unsigned char *pixels, int step, int width, int
 QXMATTE_API int qxScaleAlpha(unsigned char *pixels, int step, int width, int height,
                              int high, int low, int protectHard);
 
-/* Smooth a mask (median then Gaussian), mode 0 or 1; a 3 or 4 pixel border is
- * left as it was. Returns 1. Failures pass to the host. */
+/* Smooth a mask (median then Gaussian), mode 0 (3x3) or 1 (5x5); a border of
+ * 3 or 4 pixels is left as it was; other modes change nothing. Returns 1.
+ * Failures pass to the host. */
 QXMATTE_API int qxfilterIm8u(unsigned char *pixels, int step, int width, int height, int mode);
 
 /* ---- Tone ---------------------------------------------------------------- */

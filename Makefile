@@ -1,0 +1,50 @@
+# make demo   build the tool and cut the astronaut out of samples/ into out/
+# make test   Release build + tests, then an AddressSanitizer/UBSan build + tests
+# make bench  build and run every program of bench/
+SHELL := /bin/bash
+JOBS ?= $(shell nproc)
+BUILD ?= build
+SANITIZE_BUILD ?= build-asan
+OUT ?= out
+
+.PHONY: all deps configure build demo test test-release test-sanitize bench clean
+
+all: build
+
+deps:
+	@bash scripts/install-deps.sh
+
+configure: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release
+
+build: configure
+	cmake --build $(BUILD) -j$(JOBS)
+
+demo: configure
+	cmake --build $(BUILD) -j$(JOBS) --target qxmatte_cli
+	mkdir -p $(OUT)
+	$(BUILD)/qxmatte matte samples/astronaut.png samples/astronaut_trimap.png -o $(OUT)/alpha.png \
+	  --preview $(OUT)/preview.png --over 2E7D32 --foreground $(OUT)/foreground.png --cutout $(OUT)/cutout.png
+	$(BUILD)/qxmatte composite $(OUT)/cutout.png samples/coffee.png -o $(OUT)/composite.png
+	@echo "demo: wrote $$(ls $(OUT) | tr '\n' ' ')into $(OUT)/"
+
+test: test-release test-sanitize
+
+test-release: build
+	cd $(BUILD) && ctest --output-on-failure -j$(JOBS)
+
+test-sanitize: deps
+	cmake -S . -B $(SANITIZE_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQX_SANITIZE=ON -DQX_BUILD_BENCH=OFF
+	cmake --build $(SANITIZE_BUILD) -j$(JOBS)
+	cd $(SANITIZE_BUILD) && ctest --output-on-failure -j$(JOBS)
+
+bench: build
+	@set -e; for src in bench/*.cpp; do \
+	  [ -e "$$src" ] || continue; \
+	  name=$$(basename "$$src" .cpp); \
+	  echo "== $$name"; \
+	  $(BUILD)/$$name; \
+	done
+
+clean:
+	rm -rf $(BUILD) $(SANITIZE_BUILD) $(OUT)

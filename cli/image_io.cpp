@@ -1,0 +1,90 @@
+// Reading and writing image files with messages that name the file and the
+// problem.
+#include <opencv2/imgcodecs.hpp>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "cli.h"
+
+namespace qxcli {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+[[noreturn]] void fileFailure(const std::string& message) { throw Failure{kExitFile, message}; }
+
+cv::Mat readAs(const std::string& path, int flags) {
+    std::ifstream probe(path, std::ios::binary);
+    if (!probe) fileFailure("cannot open '" + path + "': " + std::strerror(errno));
+    if (fs::is_directory(path)) fileFailure("'" + path + "' is a directory, not an image");
+    cv::Mat m;
+    try {
+        m = cv::imread(path, flags);
+    } catch (const cv::Exception& e) {
+        fileFailure("cannot read '" + path + "': " + e.what());
+    }
+    if (m.empty()) fileFailure("cannot read '" + path + "': not an image file in a known format");
+    return m;
+}
+
+bool sameFile(const std::string& a, const std::string& b) {
+    std::error_code ec;
+    if (fs::exists(a, ec) && fs::exists(b, ec)) return fs::equivalent(a, b, ec);
+    return fs::weakly_canonical(fs::absolute(a), ec) == fs::weakly_canonical(fs::absolute(b), ec);
+}
+
+}  // namespace
+
+cv::Mat readColour(const std::string& path) { return readAs(path, cv::IMREAD_COLOR); }
+
+cv::Mat readMask(const std::string& path) { return readAs(path, cv::IMREAD_GRAYSCALE); }
+
+cv::Mat readMaskAnyDepth(const std::string& path) {
+    cv::Mat m = readAs(path, cv::IMREAD_GRAYSCALE | cv::IMREAD_ANYDEPTH);
+    if (m.depth() != CV_8U && m.depth() != CV_16U)
+        fileFailure("'" + path + "': only 8-bit and 16-bit masks are supported");
+    return m;
+}
+
+cv::Mat readWithAlpha(const std::string& path) {
+    cv::Mat m = readAs(path, cv::IMREAD_UNCHANGED);
+    if (m.depth() != CV_8U || m.channels() != 4)
+        fileFailure("'" + path + "' has no alpha channel (an 8-bit RGBA image is needed)");
+    return m;
+}
+
+void writeImage(const std::string& path, const cv::Mat& image) {
+    bool ok = false;
+    std::string why = "the format or the directory is not writable";
+    try {
+        ok = cv::imwrite(path, image);
+    } catch (const cv::Exception& e) {
+        why = e.what();
+    }
+    if (!ok) fileFailure("cannot write '" + path + "': " + why);
+}
+
+void checkOutputs(const std::vector<std::string>& outputs, const std::vector<std::string>& inputs) {
+    for (std::size_t i = 0; i < outputs.size(); ++i) {
+        if (outputs[i].empty()) continue;
+        for (const std::string& in : inputs)
+            if (!in.empty() && sameFile(outputs[i], in))
+                throw Failure{kExitUsage, "refusing to overwrite the input '" + in + "' with an output"};
+        for (std::size_t j = 0; j < i; ++j)
+            if (!outputs[j].empty() && sameFile(outputs[i], outputs[j]))
+                throw Failure{kExitUsage, "two outputs name the same file '" + outputs[i] + "'"};
+    }
+}
+
+void checkSameSize(const cv::Mat& a, const std::string& aPath, const cv::Mat& b, const std::string& bPath) {
+    if (a.size() == b.size()) return;
+    fileFailure("'" + aPath + "' is " + std::to_string(a.cols) + "x" + std::to_string(a.rows) + " but '" +
+                bPath + "' is " + std::to_string(b.cols) + "x" + std::to_string(b.rows) +
+                "; both must have the same size");
+}
+
+}  // namespace qxcli

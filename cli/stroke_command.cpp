@@ -1,0 +1,57 @@
+// qxmatte stroke MASK ... -o OUT: draw one pen stroke into a mask.
+#include <cstdio>
+#include <map>
+
+#include "cli.h"
+
+namespace qxcli {
+
+namespace {
+
+// "X,Y" with integers.
+bool parsePoint(const std::string& text, int& x, int& y) {
+    char tail;
+    return std::sscanf(text.c_str(), "%d,%d%c", &x, &y, &tail) == 2;
+}
+
+const CLI::Validator kPoint(
+    [](std::string& text) {
+        int x, y;
+        return parsePoint(text, x, y) ? std::string() : "'" + text + "' is not a point X,Y";
+    },
+    "X,Y");
+
+}  // namespace
+
+CLI::App* addStroke(CLI::App& app, StrokeCommand& c) {
+    CLI::App* sub = app.add_subcommand("stroke", "Draw one stroke of a mark into an 8-bit mask");
+    sub->add_option("MASK", c.mask, "8-bit mask image to draw into (read only)")->required();
+    sub->add_option("--from", c.from, "Start point X,Y")->required()->check(kPoint);
+    sub->add_option("--to", c.to, "End point X,Y")->required()->check(kPoint);
+    sub->add_option("--radius", c.radius, "Pen radius; the stroke is 2*R+1 wide")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 16000));
+    sub->add_option("--mode", c.mode, "keep (255), cut (1), unknown (126) or fixed (odd --value)")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"keep", "cut", "unknown", "fixed"}));
+    sub->add_option("--value", c.value, "Value of a fixed stroke, made odd")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 255));
+    sub->add_option("-o,--output", c.output, "Output mask image")->required();
+    return sub;
+}
+
+int runStroke(const StrokeCommand& c) {
+    static const std::map<std::string, int> modes{{"cut", 0}, {"keep", 1}, {"unknown", 2}, {"fixed", 3}};
+    int x1, y1, x2, y2;
+    parsePoint(c.from, x1, y1);
+    parsePoint(c.to, x2, y2);
+    cv::Mat mask = readMask(c.mask);
+    checkOutputs({c.output}, {c.mask});
+    qxDrawLine8u(mask.data, static_cast<int>(mask.step), mask.cols, mask.rows, x1, y1, x2, y2, c.radius,
+                 modes.at(c.mode), c.value);
+    writeImage(c.output, mask);
+    return kExitOk;
+}
+
+}  // namespace qxcli

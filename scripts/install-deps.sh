@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Installs what building, testing and running qxmatte needs on Debian or
+# Ubuntu. Does nothing when every package is already installed; runs apt-get
+# directly as root and through sudo otherwise. Never asks questions.
+set -euo pipefail
+
+packages=(
+  build-essential cmake g++ make binutils pkg-config
+  libopencv-dev libsuitesparse-dev libopenblas-dev
+  libcli11-dev libgtest-dev libbenchmark-dev
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  status=$(dpkg-query -W -f='${Status}' "$p" 2>/dev/null || true)
+  [[ "$status" == "install ok installed" ]] || missing+=("$p")
+done
+
+if [[ ${#missing[@]} -eq 0 ]]; then
+  echo "install-deps: all ${#packages[@]} packages present"
+  exit 0
+fi
+
+if [[ $(id -u) -eq 0 ]]; then
+  as_root=(env)
+else
+  as_root=(sudo env)
+fi
+echo "install-deps: installing ${missing[*]}"
+"${as_root[@]}" DEBIAN_FRONTEND=noninteractive apt-get update
+"${as_root[@]}" DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"

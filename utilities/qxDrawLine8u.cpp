@@ -1,0 +1,29 @@
+// Export: one stroke of a mark into an 8-bit mask, 2 * radius + 1 wide,
+// 8-connected, clipped to the mask.
+#include <opencv2/imgproc.hpp>
+
+#include "frame/export_frame.h"
+#include "qxmatte.h"
+
+namespace {
+
+// Pen value of a mode: cut, keep, unknown, a fixed (odd) alpha, else 0.
+int penValue(int mode, int value) {
+    switch (mode & 0xFF) {
+        case 0: return 1;
+        case 1: return 255;
+        case 2: return 0x7E;
+        case 3: return (value & 0xFE) + 1;
+        default: return 0;
+    }
+}
+
+}  // namespace
+
+QX_EXPORT int qxDrawLine8u(unsigned char* pixels, int step, int width, int height, int x1, int y1, int x2,
+                           int y2, int radius, int mode, int value) {
+    cv::Mat mask(height, width, CV_8UC1, pixels, static_cast<std::size_t>(step));
+    cv::line(mask, cv::Point(x1, y1), cv::Point(x2, y2), cv::Scalar(penValue(mode, value)), 2 * radius + 1,
+             cv::LINE_8, 0);
+    return 1;
+}

@@ -1,0 +1,130 @@
+// Export: bounding box of the marked pixels of a mask, with a 12-pixel margin,
+// and how many pixels of the two background classes lie inside it.
+#include <cstdint>
+
+#include "frame/export_frame.h"
+#include "qxmatte.h"
+
+namespace {
+
+constexpr int kMargin = 12;
+constexpr int kMinBoxHeight = 24;  // margins included
+
+// Background test of one depth. 8-bit: a pixel equal to either value. 16-bit:
+// the values scaled by 128 become thresholds, at or above keep / at or below cut.
+struct Mask8 {
+    const unsigned char* base;
+    int step;
+    int keep, cut;
+    int at(int x, int y) const { return base[static_cast<std::ptrdiff_t>(y) * step + x]; }
+    bool isKeep(int v) const { return v == keep; }
+    bool isCut(int v) const { return v == cut; }
+};
+
+struct Mask16 {
+    const unsigned char* base;
+    int step;
+    int keep, cut;
+    int at(int x, int y) const {
+        return reinterpret_cast<const uint16_t*>(base + static_cast<std::ptrdiff_t>(y) * step)[x];
+    }
+    bool isKeep(int v) const { return v >= keep; }
+    bool isCut(int v) const { return v <= cut; }
+};
+
+template <class M>
+bool marked(const M& m, int x, int y) {
+    int v = m.at(x, y);
+    return !m.isKeep(v) && !m.isCut(v);
+}
+
+template <class M>
+bool rowMarked(const M& m, int y, int width) {
+    for (int x = 0; x < width; ++x)
+        if (marked(m, x, y)) return true;
+    return false;
+}
+
+template <class M>
+bool columnMarked(const M& m, int x, int top, int rows) {
+    for (int y = top; y < top + rows; ++y)
+        if (marked(m, x, y)) return true;
+    return false;
+}
+
+template <class M>
+void boundingBox(const M& m, int width, int height, int* outX, int* outWidth, int* outY, int* outHeight,
+                 int* outCountKeep, int* outCountCut) {
+    int top = height;
+    for (int y = 0; y < height; ++y)
+        if (rowMarked(m, y, width)) {
+            top = y - kMargin;
+            break;
+        }
+    if (top < 0) top = 0;
+
+    int bottom = top;
+    for (int y = height - 1; y > top; --y)
+        if (rowMarked(m, y, width)) {
+            bottom = y + kMargin;
+            break;
+        }
+    if (bottom > height - 1) bottom = height - 1;
+
+    const int boxHeight = bottom - top + 1;
+    if (boxHeight < kMinBoxHeight) {
+        *outX = *outWidth = *outY = *outHeight = 0;
+        if (outCountKeep) *outCountKeep = -1;
+        if (outCountCut) *outCountCut = -1;
+        return;
+    }
+
+    int left = width;
+    for (int x = 0; x < width; ++x)
+        if (columnMarked(m, x, top, boxHeight)) {
+            left = x - kMargin;
+            break;
+        }
+    if (left < 0) left = 0;
+    if (left == width) return;  // nothing marked in the band: outputs untouched
+
+    int right = left;
+    for (int x = width - 1; x > left; --x)
+        if (columnMarked(m, x, top, boxHeight)) {
+            right = x + kMargin;
+            break;
+        }
+    if (right > width - 1) right = width - 1;
+
+    *outX = left;
+    *outWidth = right - left + 1;
+    *outY = top;
+    *outHeight = boxHeight;
+
+    if (outCountKeep && outCountCut) {
+        int keep = 0, cut = 0;
+        for (int y = top; y <= bottom; ++y)
+            for (int x = left; x <= right; ++x) {
+                int v = m.at(x, y);
+                keep += m.isKeep(v);
+                cut += m.isCut(v);
+            }
+        *outCountKeep = keep;
+        *outCountCut = cut;
+    }
+}
+
+}  // namespace
+
+QX_EXPORT int qxMaskBBox(int is16Bit, const void* pixels, int step, int width, int height, int* outX,
+                         int* outWidth, int* outY, int* outHeight, int* outCountKeep, int* outCountCut,
+                         int /*reserved*/, int valueKeep, int valueCut) {
+    const auto* base = static_cast<const unsigned char*>(pixels);
+    if (is16Bit)
+        boundingBox(Mask16{base, step, valueKeep * 128, valueCut * 128}, width, height, outX, outWidth, outY,
+                    outHeight, outCountKeep, outCountCut);
+    else
+        boundingBox(Mask8{base, step, valueKeep, valueCut}, width, height, outX, outWidth, outY, outHeight,
+                    outCountKeep, outCountCut);
+    return 1;
+}
