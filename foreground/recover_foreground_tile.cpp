@@ -50,6 +50,9 @@ int recoverForegroundTile(GIMG<unsigned char>* const planes[3], GIMG<unsigned ch
     // factorised once, with channel 0, and the three right sides are solved on
     // that factor. Each channel still gives its three ticks at the same points.
     SparseSession session;
+    // Pixels with neither a data nor a smoothness row leave singular 2x2
+    // blocks, so the factorisation starts with the pivot perturbation.
+    session.perturbFromStart = true;
     CsrMatrix transpose;
     std::vector<float> rhs, normalRhs(2 * n), solution;
     for (int c = 0; c < 3; ++c) {

@@ -86,9 +86,9 @@ double smallestPivot(const cholmod_factor* f) {
 
 // A zero or tiny pivot means a singular or nearly singular matrix: the
 // factor is of no use for a solve, and the diagonal needs a perturbation.
-bool factorUsable(const SparseSession& s, double scale) {
+bool factorUsable(const SparseSession& s, double floor) {
     if (s.common.status == CHOLMOD_NOT_POSDEF || s.factor->minor < s.factor->n) return false;
-    return smallestPivot(s.factor) >= kPivotFloor * scale;
+    return smallestPivot(s.factor) >= floor;
 }
 
 double residualNorm(const cholmod_dense* r) {
@@ -162,19 +162,22 @@ int sparseAnalyse(SparseSession& s, int order, const float* values, const int* r
 int sparseFactorise(SparseSession& s) {
     s.factorised = false;
     if (!s.factor || !s.matrix) return kSparseBadInput;
-    cholmod_factorize(s.matrix, s.factor, &s.common);
-    if (s.common.status < CHOLMOD_OK) return statusResult(s.common);
-    double scale = diagonalScale(s.matrix);
-    double shift = kPivotFloor * scale;
-    for (int attempt = 0; !factorUsable(s, scale); ++attempt) {
-        if (attempt > kPerturbRetries) return kSparseNotDefinite;
-        // Factorise A + shift I; the refinement in sparseSolve then works
-        // against the unperturbed A.
+    const double floor = kPivotFloor * diagonalScale(s.matrix);
+    // A + shift I, the shift growing a hundredfold per retry; the refinement
+    // in sparseSolve then works against the unperturbed A. A caller whose
+    // matrices are singular by construction starts with the shift and saves
+    // the factorisation that would fail.
+    double shift = s.perturbFromStart ? floor : 0.0;
+    for (int attempt = 0;; ++attempt) {
         double beta[2] = {shift, 0.0};
         s.common.status = CHOLMOD_OK;
         cholmod_factorize_p(s.matrix, beta, nullptr, 0, s.factor, &s.common);
         if (s.common.status < CHOLMOD_OK) return statusResult(s.common);
-        shift *= 100.0;
+        // After a shift, a singular direction's pivot comes out at about the
+        // shift itself, so the floor is then half the shift.
+        if (factorUsable(s, shift > 0.0 ? 0.5 * shift : floor)) break;
+        if (attempt > kPerturbRetries) return kSparseNotDefinite;
+        shift = shift > 0.0 ? shift * 100.0 : floor;
     }
     s.factorised = true;
     return kSparseOk;

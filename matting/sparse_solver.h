@@ -25,6 +25,7 @@ struct SparseSession {
     bool started = false;               // cholmod_start has run
     bool factorised = false;            // factor holds usable numbers
     int ordering = -1;                  // CHOLMOD_AMD, _METIS, _NESDIS; negative: AMD
+    bool perturbFromStart = false;      // singular by construction: factorise perturbed at once
 
     SparseSession() = default;
     SparseSession(const SparseSession&) = delete;
@@ -38,7 +39,8 @@ int sparseAnalyse(SparseSession& session, int order, const float* values, const 
                   const int* columns);
 // Numerical factorisation. A matrix that is not positive definite (singular
 // blocks, all pixels unknown) is factorised again with a diagonal
-// perturbation of about 1e-8 relative to its largest diagonal entry.
+// perturbation of about 1e-8 relative to its largest diagonal entry (at once
+// with perturbFromStart).
 int sparseFactorise(SparseSession& session);
 // Solves for one right side with up to two steps of iterative refinement.
 // rightSide and solution may be the same array.
