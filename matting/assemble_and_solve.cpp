@@ -87,16 +87,11 @@ UpperRows<Value> allocateMatrix(MatteState& state, int order, int mergedCount) {
 
 // Drops the arrays the solver no longer needs, so that it can have the memory.
 void releaseAssemblyArrays(MatteState& state) {
-    std::free(state.diagonalSums);
-    std::free(state.tripletRows);
-    std::free(state.tripletColumns);
-    std::free(state.variableOfPixel);
-    std::free(state.tripletValues);
-    state.diagonalSums = nullptr;
-    state.tripletRows = nullptr;
-    state.tripletColumns = nullptr;
-    state.variableOfPixel = nullptr;
-    state.tripletValues = nullptr;
+    releaseArray(state.diagonalSums);
+    releaseArray(state.tripletRows);
+    releaseArray(state.tripletColumns);
+    releaseArray(state.variableOfPixel);
+    releaseArray(state.tripletValues);
 }
 
 void solveDirect(MatteState& state, int order, int mergedCount) {

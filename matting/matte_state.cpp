@@ -4,16 +4,6 @@
 
 namespace qx {
 
-namespace {
-
-template <class T>
-void releaseArray(T*& array) {
-    if (array) std::free(array);
-    array = nullptr;
-}
-
-}  // namespace
-
 void releaseMatteState(MatteState& state) {
     releaseArray(state.tripletValues);
     releaseArray(state.diagonalSums);

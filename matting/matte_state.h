@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 
 namespace qx {
 
@@ -23,6 +24,13 @@ struct MatteState {
     unsigned char inHigh = 255;
     float sharpenGain = 0.0f;            // gain of sharpenAlpha; 0.2 or below: off
 };
+
+// Frees one array of the record (plain allocator) and sets it to null.
+template <class T>
+void releaseArray(T*& array) {
+    std::free(array);
+    array = nullptr;
+}
 
 // Frees every non-null array of the record and sets it to null.
 void releaseMatteState(MatteState& state);

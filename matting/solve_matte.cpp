@@ -87,8 +87,7 @@ int solveMatteFromMarks(MatteState& state, unsigned char* const planePixels[3], 
     if (status != 0) return status;
     tickProgress();
     writeSolvedAlpha(state, width, height, knownMask, solveMask, work);
-    std::free(state.solution);
-    state.solution = nullptr;
+    releaseArray(state.solution);
     return 0;
 }
 

@@ -20,8 +20,7 @@ int solveMatteWithKnown(MatteState& state, unsigned char* const planePixels[3], 
     status = assembleAndSolve(state, width, height, count, knownMask, solveMask, alpha);
     if (status != 0) return status;
     writeSolvedAlpha(state, width, height, knownMask, solveMask, alpha);
-    std::free(state.solution);
-    state.solution = nullptr;
+    releaseArray(state.solution);
     return 0;
 }
 
