@@ -87,8 +87,10 @@ struct ForegroundCommand {
 CLI::App* addForeground(CLI::App& app, ForegroundCommand& c);
 int runForeground(const ForegroundCommand& c, ProgressBar& bar);
 // Foreground colours of image (BGR) under alpha by qxRecoverForeground (or the
-// cell form); returns BGRA with byte 3 from the image (255).
-cv::Mat recoverForeground(const cv::Mat& image, const cv::Mat& alpha, bool cell, ProgressBar& bar);
+// cell form), written as BGR to colourPath and as an RGBA cut-out with the
+// alpha to cutoutPath (recover_foreground.cpp); an empty path is skipped.
+void writeRecoveredForeground(const cv::Mat& image, const cv::Mat& alpha, bool cell, ProgressBar& bar,
+                              const std::string& colourPath, const std::string& cutoutPath);
 
 struct CompositeCommand {
     std::string cutout, background, output, over;

@@ -1,8 +1,6 @@
 // qxmatte matte IMAGE TRIMAP -o ALPHA: the soft alpha of an image from its
 // trimap, optionally with a preview over a colour, recovered foreground
 // colours and an RGBA cut-out.
-#include <opencv2/imgproc.hpp>
-
 #include "cli.h"
 
 namespace qxcli {
@@ -67,23 +65,9 @@ int runMatte(const MatteCommand& c, ProgressBar& bar) {
     writeImage(c.output, alpha);
 
     if (!c.preview.empty()) writeImage(c.preview, compositeOver(image, alpha, cv::Mat(image.size(), CV_8UC3, over)));
-    if (!c.foreground.empty() || !c.cutout.empty()) {
-        // The callback that qxMaskAlpha installed stays for the recovery.
-        cv::Mat fg = recoverForeground(image, alpha, false, bar);
-        if (!c.foreground.empty()) {
-            cv::Mat bgr;
-            cv::cvtColor(fg, bgr, cv::COLOR_BGRA2BGR);
-            writeImage(c.foreground, bgr);
-        }
-        if (!c.cutout.empty()) {
-            cv::Mat channels[4];
-            cv::split(fg, channels);
-            channels[3] = alpha;
-            cv::Mat rgba;
-            cv::merge(channels, 4, rgba);
-            writeImage(c.cutout, rgba);
-        }
-    }
+    // The callback that qxMaskAlpha installed stays for the recovery.
+    if (!c.foreground.empty() || !c.cutout.empty())
+        writeRecoveredForeground(image, alpha, false, bar, c.foreground, c.cutout);
     return kExitOk;
 }
 

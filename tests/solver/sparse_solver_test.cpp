@@ -1,0 +1,106 @@
+#include <gtest/gtest.h>
+
+#include "frame/progress.h"
+#include "frame/status.h"
+#include "matting/sparse_solver.h"
+#include "solver/grid_system.h"
+
+using namespace qx;
+
+// Solves in place; returns what solveSparseDirect returned or threw.
+static int direct(int order, const float* v, const int* r, const int* c, float* b) {
+    std::vector<float> scratch(order);
+    try {
+        return solveSparseDirect(order, v, r, c, b, scratch.data());
+    } catch (int e) {
+        return e;
+    }
+}
+
+static int direct(const GridSystem& g, std::vector<float>& b) {
+    return direct(g.order, g.values.data(), g.rowStart.data(), g.columns.data(), b.data());
+}
+
+TEST(SparseDirect, OrderOneAndRefusals) {
+    float v1[] = {4.0f}, b1[] = {2.0f}, minusOne[] = {-1.0f};
+    int r1[] = {1, 2}, c1[] = {1};
+    EXPECT_EQ(direct(1, v1, r1, c1, b1), 1);
+    EXPECT_FLOAT_EQ(b1[0], 0.5f);
+    EXPECT_EQ(direct(1, minusOne, r1, c1, b1), kFactorisationFailed);  // no perturbation helps
+    // An entry left of the diagonal is no upper triangle; release may then run twice.
+    float v2[] = {2, 1, 2};
+    int r2[] = {1, 2, 4}, c2[] = {1, 1, 2};
+    EXPECT_EQ(direct(2, v2, r2, c2, b1), kAnalysisFailed);
+    SparseSession s;
+    EXPECT_LT(sparseAnalyse(s, 2, v2, r2, c2), 0);
+    sparseRelease(s);
+    sparseRelease(s);
+}
+
+TEST(SparseDirect, GridSystemInOneSessionWithTwoRightSides) {
+    GridSystem g = makeGridSystem(120, 90, 7, 255.0f);
+    std::vector<double> truth = smoothField(g.order), bd = symmetricTimes(g, truth);
+    std::vector<float> b(bd.begin(), bd.end()), x(g.order), y(b);
+    SparseSession s;
+    s.ordering = CHOLMOD_NESDIS;
+    ASSERT_EQ(sparseAnalyse(s, g.order, g.values.data(), g.rowStart.data(), g.columns.data()), kSparseOk);
+    ASSERT_EQ(sparseFactorise(s), kSparseOk);
+    ASSERT_EQ(sparseSolve(s, b.data(), x.data()), kSparseOk);
+    EXPECT_LT(relativeDistance(x, truth), 2e-6);
+    for (float& e : y) e *= -2.0f;
+    ASSERT_EQ(sparseSolve(s, y.data(), y.data()), kSparseOk);  // in place
+    for (float& e : x) e *= -2.0f;
+    EXPECT_LT(relativeDistance(y, x), 1e-6);
+}
+
+TEST(SparseDirect, SingularMatricesAreFactorisedWithAPerturbation) {
+    // All pixels unknown: a pure Laplacian. A consistent right side gets a
+    // solution satisfying the system, a zero one zero.
+    GridSystem g = makeGridSystem(60, 50, 0, 0.0f);
+    std::vector<double> bd = symmetricTimes(g, smoothField(g.order));
+    std::vector<float> b(bd.begin(), bd.end()), zero(g.order, 0.0f);
+    ASSERT_EQ(direct(g, b), 1);
+    EXPECT_LT(relativeDistance(symmetricTimes(g, std::vector<double>(b.begin(), b.end())), bd), 1e-3);
+    ASSERT_EQ(direct(g, zero), 1);
+    for (float e : zero) ASSERT_LT(std::fabs(e), 1e-3f);
+
+    // Normal-equation blocks: [[1 1] [1 1]] (rank one), a stored zero
+    // diagonal, and [[2 1] [1 2]] x = [3 3] with solution [1 1].
+    float v[] = {1, 1, 1, 0, 2, 1, 2}, rhs[] = {2, 2, 0, 3, 3};
+    int r[] = {1, 3, 4, 5, 7, 8}, c[] = {1, 2, 2, 3, 4, 5, 5};
+    EXPECT_EQ(direct(5, v, r, c, rhs), 1);
+    EXPECT_NEAR(rhs[0] + rhs[1], 2.0f, 1e-4);
+    EXPECT_NEAR(rhs[2], 0.0f, 1e-4);
+    EXPECT_NEAR(rhs[3], 1.0f, 1e-5);
+    EXPECT_NEAR(rhs[4], 1.0f, 1e-5);
+}
+
+TEST(SparseCG, AgreesWithTheDirectSolveAndStopsAtTheLimit) {
+    GridSystem g = makeGridSystem(40, 30, 5, 255.0f);
+    std::vector<double> values, x(g.order, 0.0), b = smoothField(g.order), work(4 * g.order);
+    auto cg = [&](std::vector<double>& start, int limit, double tolerance) {
+        values.assign(g.values.begin(), g.values.end());
+        return solveSparseCG(g.order, values.data(), g.rowStart.data(), g.columns.data(), b.data(), start.data(),
+                             limit, tolerance, work.data());
+    };
+    int iterations = cg(x, g.order, 1e-10);
+    EXPECT_TRUE(iterations > 1 && iterations < g.order) << iterations;
+    std::vector<float> exact(b.begin(), b.end());
+    ASSERT_EQ(direct(g, exact), 1);
+    EXPECT_LT(relativeDistance(exact, x), 1e-5);
+    EXPECT_EQ(cg(x, 50, 1e-6), 0);  // already there
+
+    // Weakly pinned: far more than 45 steps needed. The limit comes back,
+    // x has moved, and ticks fall on steps 21 and 42.
+    g = makeGridSystem(40, 30, 211, 0.5f);
+    std::vector<double> y(g.order, 0.0), zero(g.order, 0.0);
+    std::fill(x.begin(), x.end(), 0.0);
+    EXPECT_GT(cg(x, g.order, 1e-12), 90);
+    int ticks = 0;
+    startProgress(countTicks, &ticks, 1000, 0, 1);
+    EXPECT_EQ(cg(y, 45, 1e-14), 45);
+    startProgress(nullptr, nullptr, 0, 0, 0);
+    EXPECT_EQ(ticks, 2);
+    EXPECT_LT(relativeDistance(y, x), 0.7 * relativeDistance(zero, x));
+    EXPECT_EQ(cg(y, 0, 1e-6), -1);  // no iteration allowed
+}
