@@ -11,6 +11,9 @@ using namespace qx;
 
 namespace {
 
+template <class T, size_t N>
+std::vector<T> V(const T (&a)[N]) { return std::vector<T>(a, a + N); }
+
 // Independent reference of the scale rule: exact r * 2^-s, rounded to nearest
 // with ties to even by the FPU, then saturated.
 int scaled(int r, int s) {
@@ -18,112 +21,83 @@ int scaled(int r, int s) {
     return v < 0 ? 0 : (v > 255 ? 255 : static_cast<int>(v));
 }
 
-const int kScales[] = {-9, -2, -1, 0, 1, 2, 3, 7, 8, 15, 16, 17, 40};
-
-// 256 x 256 planes holding every pair of operands: a = column, b = row.
-struct OperandPlanes {
-    std::vector<Ipp8u> a, b;
-    OperandPlanes() : a(65536), b(65536) {
-        for (int y = 0; y < 256; ++y)
-            for (int x = 0; x < 256; ++x) a[y * 256 + x] = Ipp8u(x), b[y * 256 + x] = Ipp8u(y);
-    }
-};
-
 }  // namespace
 
 TEST(ScaledArithmetic, EveryOperandPairMatchesTheExactRoundingRule) {
-    const OperandPlanes ops;
-    for (int s : kScales) {
-        std::vector<Ipp8u> add = ops.b, sub = ops.b, mul = ops.b, diff(65536);
-        ASSERT_EQ(ippiAdd_8u_C1IRSfs(ops.a.data(), 256, add.data(), 256, 256, 256, s), 0);
-        ASSERT_EQ(ippiSub_8u_C1IRSfs(ops.a.data(), 256, sub.data(), 256, 256, 256, s), 0);
-        ASSERT_EQ(ippiMul_8u_C1IRSfs(ops.a.data(), 256, mul.data(), 256, 256, 256, s), 0);
-        ASSERT_EQ(ippiSub_8u_C1RSfs(ops.a.data(), 256, ops.b.data(), 256, diff.data(), 256, 256, 256, s), 0);
-        for (int i = 0; i < 65536; ++i) {
-            const int a = ops.a[i], b = ops.b[i];
-            ASSERT_EQ(add[i], scaled(b + a, s)) << a << "+" << b << " s=" << s;
-            ASSERT_EQ(sub[i], scaled(b - a, s)) << b << "-" << a << " s=" << s;
-            ASSERT_EQ(mul[i], scaled(b * a, s)) << a << "*" << b << " s=" << s;
-            ASSERT_EQ(diff[i], sub[i]);
+    // 256 x 256 planes holding every pair of operands: a = column, b = row. The
+    // constant forms take row v of a with the constant v, so they meet the same pairs.
+    const int N = 65536;
+    std::vector<Ipp8u> a(N), b(N);
+    for (int i = 0; i < N; ++i) a[i] = Ipp8u(i & 255), b[i] = Ipp8u(i >> 8);
+    for (int s : {-9, -2, -1, 0, 1, 2, 3, 7, 8, 15, 16, 17, 40}) {
+        std::vector<Ipp8u> add = b, sub = b, mul = b, diff(N), addC = a, subC = a, mulC = a, subCR(N);
+        ASSERT_EQ(ippiAdd_8u_C1IRSfs(a.data(), 256, add.data(), 256, 256, 256, s), 0);
+        ASSERT_EQ(ippiSub_8u_C1IRSfs(a.data(), 256, sub.data(), 256, 256, 256, s), 0);
+        ASSERT_EQ(ippiMul_8u_C1IRSfs(a.data(), 256, mul.data(), 256, 256, 256, s), 0);
+        ASSERT_EQ(ippiSub_8u_C1RSfs(b.data(), 256, a.data(), 256, diff.data(), 256, 256, 256, s), 0);  // a - b
+        for (int v = 0; v < 256; ++v) {
+            ippiAddC_8u_C1IRSfs(Ipp8u(v), &addC[v * 256], 256, 256, 1, s);
+            ippiSubC_8u_C1IRSfs(Ipp8u(v), &subC[v * 256], 256, 256, 1, s);
+            ippiMulC_8u_C1IRSfs(Ipp8u(v), &mulC[v * 256], 256, 256, 1, s);
+            ippiSubC_8u_C1RSfs(&a[v * 256], 256, Ipp8u(v), &subCR[v * 256], 256, 256, 1, s);
         }
-        // Constant forms: the column index is the pixel, the row index the constant.
-        for (int v = 0; v < 256; v += 17) {
-            std::vector<Ipp8u> addC(ops.a.begin(), ops.a.begin() + 256), subC = addC, mulC = addC, subCR(256);
-            ippiAddC_8u_C1IRSfs(Ipp8u(v), addC.data(), 256, 256, 1, s);
-            ippiSubC_8u_C1IRSfs(Ipp8u(v), subC.data(), 256, 256, 1, s);
-            ippiMulC_8u_C1IRSfs(Ipp8u(v), mulC.data(), 256, 256, 1, s);
-            ippiSubC_8u_C1RSfs(ops.a.data(), 256, Ipp8u(v), subCR.data(), 256, 256, 1, s);
-            for (int x = 0; x < 256; ++x) {
-                ASSERT_EQ(addC[x], scaled(x + v, s));
-                ASSERT_EQ(subC[x], scaled(x - v, s));
-                ASSERT_EQ(mulC[x], scaled(x * v, s));
-                ASSERT_EQ(subCR[x], subC[x]);
-            }
+        for (int i = 0; i < N; ++i) {
+            const int x = a[i], y = b[i];
+            ASSERT_EQ(add[i], scaled(y + x, s)) << y << "+" << x << " s=" << s;
+            ASSERT_EQ(sub[i], scaled(y - x, s)) << y << "-" << x << " s=" << s;
+            ASSERT_EQ(mul[i], scaled(y * x, s)) << y << "*" << x << " s=" << s;
+            ASSERT_EQ(diff[i], scaled(x - y, s)) << x << "-" << y << " s=" << s;
+            ASSERT_EQ(addC[i], add[i]);
+            ASSERT_EQ(mulC[i], mul[i]);
+            ASSERT_EQ(subC[i], diff[i]);
+            ASSERT_EQ(subCR[i], diff[i]);
         }
     }
 }
 
-TEST(ScaledArithmetic, WorkedNumbers) {
+TEST(ScaledArithmetic, WorkedNumbersOperandOrderAndChannels) {
     Ipp8u p[3] = {1, 3, 5};
     ippiMulC_8u_C1IRSfs(3, p, 3, 3, 1, 1);  // 1.5, 4.5, 7.5 all tie to even
-    EXPECT_EQ(p[0], 2);
-    EXPECT_EQ(p[1], 4);
-    EXPECT_EQ(p[2], 8);
-
-    // The first argument is the subtrahend.
-    Ipp8u ten = 10, three = 3, out = 99;
-    ippiSub_8u_C1RSfs(&ten, 1, &three, 1, &out, 1, 1, 1, 0);
-    EXPECT_EQ(out, 0);
-    ippiSub_8u_C1RSfs(&three, 1, &ten, 1, &out, 1, 1, 1, 0);
-    EXPECT_EQ(out, 7);
-
+    EXPECT_EQ(V(p), (std::vector<Ipp8u>{2, 4, 8}));
+    // The first argument is the subtrahend: 3 - 10 saturates, 10 - 3 = 7.
+    Ipp8u ten = 10, three = 3, out[2] = {99, 99};
+    ippiSub_8u_C1RSfs(&ten, 1, &three, 1, &out[0], 1, 1, 1, 0);
+    ippiSub_8u_C1RSfs(&three, 1, &ten, 1, &out[1], 1, 1, 1, 0);
+    EXPECT_EQ(V(out), (std::vector<Ipp8u>{0, 7}));
     // Per channel on three- and four-byte pixels; byte 3 keeps its value.
     const Ipp8u values[3] = {2, 0, 255};
-    Ipp8u rgb[6] = {10, 20, 30, 200, 1, 1};
+    Ipp8u rgb[6] = {10, 20, 30, 200, 1, 1}, rgba[8] = {10, 20, 30, 77, 1, 2, 0, 78};
     ippiMulC_8u_C3IRSfs(values, rgb, 6, 2, 1, 0);
-    EXPECT_EQ(std::vector<Ipp8u>(rgb, rgb + 6), (std::vector<Ipp8u>{20, 0, 255, 255, 0, 255}));
-    Ipp8u rgba[8] = {10, 20, 30, 77, 1, 2, 0, 78};
     ippiMulC_8u_AC4IRSfs(values, rgba, 8, 2, 1, 1);
-    EXPECT_EQ(std::vector<Ipp8u>(rgba, rgba + 8), (std::vector<Ipp8u>{10, 0, 255, 77, 1, 0, 0, 78}));
+    EXPECT_EQ(V(rgb), (std::vector<Ipp8u>{20, 0, 255, 255, 0, 255}));
+    EXPECT_EQ(V(rgba), (std::vector<Ipp8u>{10, 0, 255, 77, 1, 0, 0, 78}));
 }
 
 TEST(ByteLogic, CompareLutMaskAndBitwise) {
     const Ipp8u src[5] = {0, 99, 100, 101, 255};
-    const int expect[5][5] = {{255, 255, 0, 0, 0},
-                              {255, 255, 255, 0, 0},
-                              {0, 0, 255, 0, 0},
-                              {0, 0, 255, 255, 255},
-                              {0, 0, 0, 255, 255}};
     for (int op = 0; op < 5; ++op) {
         Ipp8u dst[5];
         ASSERT_EQ(ippiCompareC_8u_C1R(src, 5, 100, dst, 5, 5, 1, op), 0);
-        for (int i = 0; i < 5; ++i) EXPECT_EQ(dst[i], expect[op][i]) << "op " << op << " value " << int(src[i]);
+        for (int i = 0; i < 5; ++i) {
+            const int v = src[i];
+            const bool want[5] = {v < 100, v <= 100, v == 100, v >= 100, v > 100};
+            EXPECT_EQ(dst[i], want[op] ? 255 : 0) << "op " << op << " value " << v;
+        }
     }
-
-    // Only the low nBitSize bits index the table.
-    const Ipp8u table[4] = {10, 11, 12, 13};
-    const Ipp8u idx[4] = {0, 5, 0xFE, 0xFF};
-    Ipp8u looked[4];
+    // Only the low nBitSize bits index the table; Set writes where the mask is non-zero.
+    const Ipp8u table[4] = {10, 11, 12, 13}, idx[4] = {0, 5, 0xFE, 0xFF}, mask[4] = {0, 1, 0, 200};
+    Ipp8u looked[4], plane[4] = {1, 2, 3, 4};
     ippiLUTPalette_8u_C1R(idx, 4, looked, 4, 4, 1, table, 2);
-    EXPECT_EQ(std::vector<Ipp8u>(looked, looked + 4), (std::vector<Ipp8u>{10, 11, 12, 13}));
-
-    Ipp8u plane[4] = {1, 2, 3, 4};
-    const Ipp8u mask[4] = {0, 1, 0, 200};
     ippiSet_8u_C1MR(9, plane, 4, 4, 1, mask, 4);
-    EXPECT_EQ(std::vector<Ipp8u>(plane, plane + 4), (std::vector<Ipp8u>{1, 9, 3, 9}));
-
-    Ipp8u bits[2] = {0xF0, 0x0F}, orBits[2] = {0xF0, 0x0F};
-    const Ipp8u other[2] = {0x3C, 0x3C};
-    ippiAnd_8u_C1IR(other, 2, bits, 2, 2, 1);
-    ippiOr_8u_C1IR(other, 2, orBits, 2, 2, 1);
-    ippiAndC_8u_C1IR(0x1F, orBits, 2, 2, 1);
-    EXPECT_EQ(std::vector<Ipp8u>(bits, bits + 2), (std::vector<Ipp8u>{0x30, 0x0C}));
-    EXPECT_EQ(std::vector<Ipp8u>(orBits, orBits + 2), (std::vector<Ipp8u>{0x1C, 0x1F}));
-
-    Ipp8u d[2];
-    const Ipp8u x[2] = {3, 250}, y[2] = {10, 5};
-    ippiAbsDiff_8u_C1R(x, 2, y, 2, d, 2, 2, 1);
-    EXPECT_EQ(std::vector<Ipp8u>(d, d + 2), (std::vector<Ipp8u>{7, 245}));
+    EXPECT_EQ(V(looked), V(table));
+    EXPECT_EQ(V(plane), (std::vector<Ipp8u>{1, 9, 3, 9}));
+    // Or then AndC, and AbsDiff, side by side in one row.
+    Ipp8u bits[4] = {0xF0, 0x0F, 3, 250};
+    const Ipp8u other[4] = {0x3C, 0x3C, 10, 5};
+    ippiOr_8u_C1IR(other, 2, bits, 2, 2, 1);
+    ippiAndC_8u_C1IR(0x1F, bits, 2, 2, 1);
+    ippiAbsDiff_8u_C1R(bits + 2, 2, other + 2, 2, bits + 2, 2, 2, 1);
+    EXPECT_EQ(V(bits), (std::vector<Ipp8u>{0x1C, 0x1F, 7, 245}));
 }
 
 TEST(RectangleArguments, ViewsStayInsideTheirRectangleAndBadArgumentsAreRefused) {
@@ -134,80 +108,61 @@ TEST(RectangleArguments, ViewsStayInsideTheirRectangleAndBadArgumentsAreRefused)
     Ipp8u* view = dst.data() + 2 * step + 3;
     ASSERT_EQ(ippiAdd_8u_C1IRSfs(src.data(), step, view, step, w, h, 1), 0);
     ASSERT_EQ(ippiCompareC_8u_C1R(view, step, 104, view, step, w, h, ippCmpLess), 0);
-    for (int y = 0; y < 9; ++y)
-        for (int x = 0; x < step; ++x) {
-            const bool inside = y >= 2 && y < 2 + h && x >= 3 && x < 3 + w;
-            // 207 / 2 = 103.5 rounds to the even 104, which is not below 104.
-            ASSERT_EQ(dst[y * step + x], inside ? 0 : 7) << x << "," << y;
-        }
-
+    // 207 / 2 = 103.5 rounds to the even 104, which is not below 104.
+    for (int i = 0; i < step * 9; ++i)
+        ASSERT_EQ(dst[i], i / step >= 2 && i / step < 2 + h && i % step >= 3 && i % step < 3 + w ? 0 : 7) << i;
     EXPECT_EQ(ippiAdd_8u_C1IRSfs(nullptr, step, view, step, w, h, 0), ippStsNullPtrErr);
     EXPECT_EQ(ippiAdd_8u_C1IRSfs(src.data(), step, view, step, 0, h, 0), ippStsSizeErr);
-    EXPECT_EQ(ippiAdd_8u_C1IRSfs(src.data(), step, view, step, w, -1, 0), ippStsSizeErr);
-    EXPECT_EQ(ippiAdd_8u_C1IRSfs(src.data(), 0, view, step, w, h, 0), ippStsStepErr);
     EXPECT_EQ(ippiAdd_8u_C1IRSfs(src.data(), step, view, w - 1, w, h, 0), ippStsStepErr);
-    EXPECT_EQ(ippiAdd_32f_C1IR(reinterpret_cast<Ipp32f*>(src.data()), 4 * 10 - 1,
-                               reinterpret_cast<Ipp32f*>(dst.data()), 40, 10, 1),
-              ippStsStepErr);
+    float f[10] = {};  // a float step counts bytes: 39 cannot hold ten floats
+    EXPECT_EQ(ippiAdd_32f_C1IR(f, 39, f, 40, 10, 1), ippStsStepErr);
 }
 
-TEST(FloatArithmetic, DivisionSquareRootAndThresholds) {
-    const float inf = std::numeric_limits<float>::infinity();
+TEST(FloatArithmetic, DivisionSquareRootThresholdsAndProducts) {
+    const float inf = std::numeric_limits<float>::infinity(), den[6] = {0, 0, 0, -0.0f, 3, 4};
     float num[6] = {1, -1, 0, 1, 6, -2};
-    const float den[6] = {0, 0, 0, -0.0f, 3, 4};
     // Zero divisors give the dividend's sign whatever the zero's sign, and the
     // whole row is still divided before the status is reported.
     EXPECT_EQ(ippiDiv_32f_C1IR(den, 24, num, 24, 6, 1), ippStsDivByZero);
     EXPECT_TRUE(std::isnan(num[2]));
     num[2] = 0;
-    EXPECT_EQ(std::vector<float>(num, num + 6), (std::vector<float>{inf, -inf, 0, inf, 2, -0.5f}));
-    EXPECT_EQ(ippiDiv_32f_C1IR(den + 4, 8, num + 4, 8, 2, 1), ippStsNoErr);
+    EXPECT_EQ(V(num), (std::vector<float>{inf, -inf, 0, inf, 2, -0.5f}));
 
     const float roots[5] = {4, 2.25f, -1, 0, 9};
     float r[5];
     EXPECT_EQ(ippiSqrt_32f_C1R(roots, 20, r, 20, 5, 1), ippStsSqrtNegArg);
     EXPECT_TRUE(std::isnan(r[2]));
     r[2] = -1;
-    EXPECT_EQ(std::vector<float>(r, r + 5), (std::vector<float>{2, 1.5f, -1, 0, 3}));
-    EXPECT_EQ(ippiSqrt_32f_C1R(roots, 8, r, 8, 2, 1), ippStsNoErr);
-
+    EXPECT_EQ(V(r), (std::vector<float>{2, 1.5f, -1, 0, 3}));
+    // Thresholds clamp from above and below; Abs on the first pixel, then MulC on all.
     float t[4] = {-3, 0.5f, 2, 7};
     ippiThreshold_GT_32f_C1IR(t, 16, 4, 1, 1.0f);
-    ippiThreshold_LT_32f_C1IR(t, 16, 4, 1, 0.0f);
-    EXPECT_EQ(std::vector<float>(t, t + 4), (std::vector<float>{0, 0.5f, 1, 1}));
-    t[0] = -2.5f;
+    ippiThreshold_LT_32f_C1IR(t, 16, 4, 1, -1.0f);
     ippiAbs_32f_C1IR(t, 16, 1, 1);
     ippiMulC_32f_C1IR(2.0f, t, 16, 4, 1);
-    EXPECT_EQ(std::vector<float>(t, t + 4), (std::vector<float>{5, 1, 2, 2}));
-
+    EXPECT_EQ(V(t), (std::vector<float>{2, 1, 2, 2}));
     // srcDst + a * b with byte factors; the largest product stays exact.
     const Ipp8u a[2] = {255, 3}, b[2] = {255, 4};
     float acc[2] = {0.5f, -12};
     ippiAddProduct_8u32f_C1IR(a, 2, b, 2, acc, 8, 2, 1);
-    EXPECT_EQ(acc[0], 65025.5f);
-    EXPECT_EQ(acc[1], 0.0f);
+    EXPECT_EQ(V(acc), (std::vector<float>{65025.5f, 0.0f}));
 }
 
 TEST(Statistics, SumsAndMeansOverViews) {
     const int step = 40, w = 33, h = 7;
-    std::vector<Ipp8u> img(step * h, 255);
+    std::vector<Ipp8u> img(step * h, 255);  // the margin must not count
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) img[y * step + x] = Ipp8u(x + y);
-    double sum = 0, mean = 0;
-    ASSERT_EQ(ippiSum_8u_C1R(img.data(), step, w, h, &sum), 0);
-    EXPECT_EQ(sum, 7.0 * (32 * 33 / 2) + 33.0 * (6 * 7 / 2));
-    ippiMean_8u_C1R(img.data(), step, w, h, &mean);
-    EXPECT_DOUBLE_EQ(mean, sum / (w * h));
-
     const Ipp8u rgb[6] = {1, 2, 3, 5, 6, 250};
-    double m3[3];
-    ippiMean_8u_C3R(rgb, 6, 2, 1, m3);
-    EXPECT_EQ(std::vector<double>(m3, m3 + 3), (std::vector<double>{3, 4, 126.5}));
-
-    // A float sum is carried in double: 2^24 + many ones would stall in float.
     std::vector<float> f(1001, 1.0f);
-    f[0] = 16777216.0f;
-    double fs = 0;
+    f[0] = 16777216.0f;  // a float sum is carried in double: in float, adding ones would stall
+    double sum = 0, mean = 0, m3[3], fs = 0;
+    ASSERT_EQ(ippiSum_8u_C1R(img.data(), step, w, h, &sum), 0);
+    ippiMean_8u_C1R(img.data(), step, w, h, &mean);
+    ippiMean_8u_C3R(rgb, 6, 2, 1, m3);
     ippiSum_32f_C1R(f.data(), 4 * 1001, 1001, 1, &fs, 0);
+    EXPECT_EQ(sum, 7.0 * (32 * 33 / 2) + 33.0 * (6 * 7 / 2));
+    EXPECT_DOUBLE_EQ(mean, sum / (w * h));
+    EXPECT_EQ(V(m3), (std::vector<double>{3, 4, 126.5}));
     EXPECT_EQ(fs, 16777216.0 + 1000);
 }

@@ -11,77 +11,55 @@
 
 namespace {
 
-struct Box {
-    int x = 77, w = 77, y = 77, h = 77, keep = 77, cut = 77;
-};
+using Ints = std::vector<int>;
+using Bytes = std::vector<unsigned char>;
 
-Box bbox8(const std::vector<unsigned char>& m, int step, int width, int height, int keep = 255, int cut = 1) {
-    Box b;
-    EXPECT_EQ(1, qxMaskBBox(0, m.data(), step, width, height, &b.x, &b.w, &b.y, &b.h, &b.keep, &b.cut, 0, keep,
+// x, width, y, height, keep count, cut count; 77 marks "not written".
+Ints bbox(int depth, const Bytes& m, int step, int width, int height, int keep = 255, int cut = 1) {
+    Ints r(6, 77);
+    EXPECT_EQ(1, qxMaskBBox(depth, m.data(), step, width, height, &r[0], &r[1], &r[2], &r[3], &r[4], &r[5], 0, keep,
                             cut));
-    return b;
+    return r;
 }
 
-void expectEmpty(const Box& b) {
-    EXPECT_EQ(0, b.x + b.w + b.y + b.h);
-    EXPECT_EQ(0, b.x | b.w | b.y | b.h);
-    EXPECT_EQ(-1, b.keep);
-    EXPECT_EQ(-1, b.cut);
-}
+const Ints kEmpty = {0, 0, 0, 0, -1, -1};
 
-TEST(MaskBBox, SinglePixelGetsTheMargin) {
+TEST(MaskBBox, MarginAndClampingAroundMarks) {
     const int w = 300, h = 200, step = 304;
-    std::vector<unsigned char> m(h * step, 255);
+    Bytes m(h * step, 255);
     m[100 * step + 100] = 128;
     m[95 * step + 90] = 1;    // cut inside the box
     m[150 * step + 150] = 1;  // cut outside it
-    Box b = bbox8(m, step, w, h);
-    EXPECT_EQ(88, b.x);
-    EXPECT_EQ(25, b.w);
-    EXPECT_EQ(88, b.y);
-    EXPECT_EQ(25, b.h);
-    EXPECT_EQ(625 - 2, b.keep);
-    EXPECT_EQ(1, b.cut);
-
+    EXPECT_EQ(bbox(0, m, step, w, h), (Ints{88, 25, 88, 25, 625 - 2, 1}));
     // Near the left edge the box may be narrower than 24 columns.
     m[100 * step + 100] = 255;
     m[100 * step + 5] = 7;
-    b = bbox8(m, step, w, h);
-    EXPECT_EQ(0, b.x);
-    EXPECT_EQ(18, b.w);
-    EXPECT_EQ(25, b.h);
-
+    EXPECT_EQ(bbox(0, m, step, w, h), (Ints{0, 18, 88, 25, 18 * 25 - 1, 0}));
     // Marks at the top and bottom rows: the box is clamped to the image.
     m[100 * step + 5] = 255;
     m[10 * step + 40] = m[190 * step + 60] = 0;
-    b = bbox8(m, step, w, h);
-    EXPECT_EQ(0, b.y);
-    EXPECT_EQ(200, b.h);
-    EXPECT_EQ(28, b.x);
-    EXPECT_EQ(45, b.w);
+    const Ints b = bbox(0, m, step, w, h);
+    EXPECT_EQ(Ints(b.begin(), b.begin() + 4), (Ints{28, 45, 0, 200}));
 }
 
 TEST(MaskBBox, TooLowABoxOrNoMarksGivesZeros) {
     const int w = 64, h = 64;
-    std::vector<unsigned char> m(w * h, 1);
+    Bytes m(w * h, 1);
     for (int i = 0; i < w * h; i += 3) m[i] = 255;
-    expectEmpty(bbox8(m, w, w, h));  // only keep and cut
-    m[5 * w + 5] = 100;              // rows 0..17 only: 18 < 24
-    expectEmpty(bbox8(m, w, w, h));
-
-    // With one count pointer null, neither count is written, the box still is.
+    EXPECT_EQ(bbox(0, m, w, w, h), kEmpty);  // only keep and cut
+    m[5 * w + 5] = 100;                      // rows 0..17 only: 18 < 24
+    EXPECT_EQ(bbox(0, m, w, w, h), kEmpty);
+    // With one count pointer null, neither count is written; the box still is.
     m[5 * w + 5] = 1;
     m[30 * w + 30] = 9;
-    Box b;
-    qxMaskBBox(0, m.data(), w, w, h, &b.x, &b.w, &b.y, &b.h, &b.keep, nullptr, 0, 255, 1);
-    EXPECT_EQ(18, b.x);
-    EXPECT_EQ(25, b.w);
-    EXPECT_EQ(77, b.keep);
+    Ints r(6, 77);
+    qxMaskBBox(0, m.data(), w, w, h, &r[0], &r[1], &r[2], &r[3], &r[4], nullptr, 0, 255, 1);
+    EXPECT_EQ(r, (Ints{18, 25, 18, 25, 77, 77}));
 }
 
 TEST(MaskBBox, SixteenBitThresholds) {
     const int w = 120, h = 100, step = 2 * w + 6;  // step in bytes, padded
-    std::vector<unsigned char> bytes(h * step);
+    Bytes bytes(h * step);
     auto at = [&](int x, int y) -> uint16_t& { return reinterpret_cast<uint16_t*>(&bytes[y * step])[x]; };
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) at(x, y) = 30000;
@@ -89,52 +67,40 @@ TEST(MaskBBox, SixteenBitThresholds) {
     at(60, 70) = 1281;   // just above cut 10 * 128: marked
     at(55, 65) = 1280;   // background (cut)
     at(10, 10) = 25600;  // background (keep)
-    Box b;
-    EXPECT_EQ(1, qxMaskBBox(1, bytes.data(), step, w, h, &b.x, &b.w, &b.y, &b.h, &b.keep, &b.cut, 0, 200, 10));
-    EXPECT_EQ(38, b.x);
-    EXPECT_EQ(35, b.w);
-    EXPECT_EQ(48, b.y);
-    EXPECT_EQ(35, b.h);
-    EXPECT_EQ(35 * 35 - 3, b.keep);
-    EXPECT_EQ(1, b.cut);
+    EXPECT_EQ(bbox(1, bytes, step, w, h, 200, 10), (Ints{38, 35, 48, 35, 35 * 35 - 3, 1}));
 }
-
-int valueAt(const std::vector<unsigned char>& m, int step, int x, int y) { return m[y * step + x]; }
 
 TEST(DrawLine, PenValueOfEachMode) {
     const int w = 40, h = 20, step = 48;
-    const struct {
-        int mode, value, pen;
-    } cases[] = {{0, 9, 1}, {1, 9, 255}, {2, 9, 0x7E}, {3, 200, 201}, {3, 0x1FF, 255}, {7, 200, 0}, {0x101, 0, 255}};
+    const Ints cases[] = {{0, 9, 1}, {1, 9, 255}, {2, 9, 0x7E}, {3, 200, 201}, {3, 0x1FF, 255}, {7, 200, 0},
+                          {0x101, 0, 255}};  // mode, value, pen
     for (const auto& c : cases) {
-        std::vector<unsigned char> m(h * step, 50);
-        EXPECT_EQ(1, qxDrawLine8u(m.data(), step, w, h, 5, 10, 30, 10, 0, c.mode, c.value));
-        EXPECT_EQ(c.pen, valueAt(m, step, 20, 10)) << "mode " << c.mode;
-        EXPECT_EQ(50, valueAt(m, step, 20, 9));
+        Bytes m(h * step, 50);
+        EXPECT_EQ(1, qxDrawLine8u(m.data(), step, w, h, 5, 10, 30, 10, 0, c[0], c[1]));
+        EXPECT_EQ(c[2], m[10 * step + 20]) << "mode " << c[0];
+        EXPECT_EQ(50, m[9 * step + 20]);
     }
 }
 
 TEST(DrawLine, ThicknessAndClipping) {
+    // Radius r is an 8-connected line of thickness 2r + 1; radius 0 a single row.
     const int w = 60, h = 40, step = 64;
-    std::vector<unsigned char> m(h * step, 0);
-    qxDrawLine8u(m.data(), step, w, h, 10, 20, 50, 20, 0, 1, 0);  // radius 0: one row
-    for (int y = 15; y <= 25; ++y) EXPECT_EQ(y == 20 ? 255 : 0, valueAt(m, step, 30, y)) << y;
-
-    // Radius r is an 8-connected line of thickness 2r + 1.
-    std::vector<unsigned char> expected(h * step, 0);
+    Bytes m(h * step, 0), expected(h * step, 0), thin(h * step, 0);
     cv::Mat e(h, w, CV_8UC1, expected.data(), step);
     cv::line(e, {12, 7}, {47, 31}, cv::Scalar(255), 5, cv::LINE_8);
-    std::fill(m.begin(), m.end(), 0);
     qxDrawLine8u(m.data(), step, w, h, 12, 7, 47, 31, 2, 1, 0);
     EXPECT_EQ(expected, m);
+    qxDrawLine8u(thin.data(), step, w, h, 10, 20, 50, 20, 0, 1, 0);
+    EXPECT_EQ(41, std::count(thin.begin(), thin.end(), 255));
+    EXPECT_EQ(255, thin[20 * step + 30]);
 
     // A stroke running off the mask is clipped: the row padding stays clean.
-    std::vector<unsigned char> c(h * step, 0);
+    Bytes c(h * step, 0);
     qxDrawLine8u(c.data(), step, w, h, -20, 5, 100, 5, 3, 2, 0);
-    EXPECT_EQ(0x7E, valueAt(c, step, 0, 5));
-    EXPECT_EQ(0x7E, valueAt(c, step, w - 1, 5));
+    EXPECT_EQ(0x7E, c[5 * step]);
+    EXPECT_EQ(0x7E, c[5 * step + w - 1]);
     for (int y = 0; y < h; ++y)
-        for (int x = w; x < step; ++x) ASSERT_EQ(0, valueAt(c, step, x, y));
+        for (int x = w; x < step; ++x) ASSERT_EQ(0, c[y * step + x]);
 }
 
 }  // namespace
