@@ -15,27 +15,21 @@ namespace mattest {
 using Plane = qx::GIMG<unsigned char>;
 
 inline Plane attach(const cv::Mat& m) { return Plane(m.cols, m.rows, m.data, static_cast<int>(m.step)); }
+inline cv::Mat flat(int width, int height, int v) { return cv::Mat(height, width, CV_8UC1, cv::Scalar(v)); }
 
 struct Planes {
     std::array<cv::Mat, 3> mats;
     unsigned char* pixels[3];
     int step;
-    explicit Planes(std::array<cv::Mat, 3> m) : mats(std::move(m)), step(static_cast<int>(mats[0].step)) {
+    Planes(int width, int height, int r, int g, int b)
+        : mats{flat(width, height, r), flat(width, height, g), flat(width, height, b)}, step(int(mats[0].step)) {
         for (int c = 0; c < 3; ++c) pixels[c] = mats[c].data;
-    }
-    static Planes uniform(int width, int height, int r, int g, int b) {
-        return Planes({cv::Mat(height, width, CV_8UC1, cv::Scalar(r)), cv::Mat(height, width, CV_8UC1, cv::Scalar(g)),
-                       cv::Mat(height, width, CV_8UC1, cv::Scalar(b))});
     }
 };
 
 template <class F>
 int thrownInt(F&& f) {  // INT_MIN if nothing is thrown
-    try {
-        f();
-    } catch (int e) {
-        return e;
-    }
+    try { f(); } catch (int e) { return e; }
     return INT_MIN;
 }
 

@@ -12,13 +12,10 @@ namespace {
 
 constexpr double kTwoPi = 6.283185307179586;
 
-struct Segment {
-    double x0, y0, x1, y1, halfWidth, opacity;
-};
+struct Segment { double x0, y0, x1, y1, halfWidth, opacity; };
 
 struct Scene {
-    double discX, discY, discR;
-    double ellX, ellY, ellA, ellB, ellCos, ellSin;
+    double discX, discY, discR, ellX, ellY, ellA, ellB, ellCos, ellSin;
     std::vector<cv::Point2d> star;
     std::vector<Segment> strands;
     double edgeNx, edgeNy, edgeOffset, edgeRamp;  // soft edge: alpha = clamp(n.p - offset)/ramp
@@ -28,8 +25,7 @@ struct Scene {
 bool insidePolygon(const std::vector<cv::Point2d>& poly, double x, double y) {
     bool in = false;
     for (size_t i = 0, j = poly.size() - 1; i < poly.size(); j = i++) {
-        const cv::Point2d& a = poly[i];
-        const cv::Point2d& b = poly[j];
+        const cv::Point2d &a = poly[i], &b = poly[j];
         if ((a.y > y) != (b.y > y) && x < (b.x - a.x) * (y - a.y) / (b.y - a.y) + a.x) in = !in;
     }
     return in;
@@ -41,8 +37,7 @@ bool insideShapes(const Scene& s, double x, double y) {
     const double ex = x - s.ellX, ey = y - s.ellY;
     const double u = (ex * s.ellCos + ey * s.ellSin) / s.ellA;
     const double v = (-ex * s.ellSin + ey * s.ellCos) / s.ellB;
-    if (u * u + v * v <= 1.0) return true;
-    return insidePolygon(s.star, x, y);
+    return u * u + v * v <= 1.0 || insidePolygon(s.star, x, y);
 }
 
 double segmentDistance(const Segment& g, double x, double y) {
@@ -53,28 +48,29 @@ double segmentDistance(const Segment& g, double x, double y) {
 
 constexpr int kSub = 8;  // supersampling per axis on edge pixels
 
+// Share of kSub x kSub sample points of pixel (px,py) for which inside(x, y) holds.
+template <class Inside>
+double supersample(Inside inside, int px, int py) {
+    int n = 0;
+    for (int j = 0; j < kSub; ++j)
+        for (int i = 0; i < kSub; ++i) n += inside(px + (i + 0.5) / kSub, py + (j + 0.5) / kSub);
+    return double(n) / (kSub * kSub);
+}
+
 // Coverage of pixel (px,py) (centre at px+0.5) by the union of the solid shapes.
 double shapeCoverage(const Scene& s, int px, int py) {
-    const double cx = px + 0.5, cy = py + 0.5;
-    const bool c = insideShapes(s, cx, cy);
+    const bool c = insideShapes(s, px + 0.5, py + 0.5);
     if (c == insideShapes(s, px, py) && c == insideShapes(s, px + 1.0, py) &&
         c == insideShapes(s, px, py + 1.0) && c == insideShapes(s, px + 1.0, py + 1.0))
         return c ? 1.0 : 0.0;
-    int n = 0;
-    for (int j = 0; j < kSub; ++j)
-        for (int i = 0; i < kSub; ++i) n += insideShapes(s, px + (i + 0.5) / kSub, py + (j + 0.5) / kSub);
-    return double(n) / (kSub * kSub);
+    return supersample([&s](double x, double y) { return insideShapes(s, x, y); }, px, py);
 }
 
 double strandCoverage(const Segment& g, int px, int py) {
     const double d = segmentDistance(g, px + 0.5, py + 0.5);
     if (d > g.halfWidth + 0.75) return 0.0;
     if (d < g.halfWidth - 0.75) return 1.0;
-    int n = 0;
-    for (int j = 0; j < kSub; ++j)
-        for (int i = 0; i < kSub; ++i)
-            n += segmentDistance(g, px + (i + 0.5) / kSub, py + (j + 0.5) / kSub) <= g.halfWidth;
-    return double(n) / (kSub * kSub);
+    return supersample([&g](double x, double y) { return segmentDistance(g, x, y) <= g.halfWidth; }, px, py);
 }
 
 uchar clamp8(double v) { return cv::saturate_cast<uchar>(std::lround(v)); }
@@ -89,13 +85,10 @@ Scene makeScene(int w, int h, unsigned seed) {
     s.discR = m * 0.17;
     s.ellX = w * (0.64 + uniform(-0.04, 0.04));
     s.ellY = h * (0.30 + uniform(-0.04, 0.04));
-    s.ellA = w * 0.15;
-    s.ellB = h * 0.08;
+    s.ellA = w * 0.15, s.ellB = h * 0.08;
     const double angle = uniform(0.3, 0.9);
-    s.ellCos = std::cos(angle);
-    s.ellSin = std::sin(angle);
-    const double sx = w * (0.40 + uniform(-0.04, 0.04)), sy = h * (0.70 + uniform(-0.04, 0.04));
-    const double turn = uniform(0.0, 1.0);
+    s.ellCos = std::cos(angle), s.ellSin = std::sin(angle);
+    const double sx = w * (0.40 + uniform(-0.04, 0.04)), sy = h * (0.70 + uniform(-0.04, 0.04)), turn = uniform(0, 1);
     for (int k = 0; k < 10; ++k) {
         const double r = (k % 2 ? 0.07 : 0.16) * m, a = kTwoPi * (k + turn) / 10.0;
         s.star.emplace_back(sx + r * std::cos(a), sy + r * std::sin(a));
@@ -112,8 +105,7 @@ Scene makeScene(int w, int h, unsigned seed) {
     }
     // A soft edge across the bottom-right corner.
     const double nx = 1.0 / std::hypot(1.0, double(w) / h), ny = nx * double(w) / h;
-    s.edgeNx = nx;
-    s.edgeNy = ny;
+    s.edgeNx = nx, s.edgeNy = ny;
     s.edgeOffset = nx * 0.85 * w + ny * 0.97 * h;
     s.edgeRamp = std::max(6.0, m / 40.0);
     return s;
@@ -125,9 +117,7 @@ Composite makeComposite(int width, int height, int bandRadius, unsigned seed) {
     const Scene s = makeScene(width, height, seed);
     Composite c;
     c.alpha.create(height, width, CV_8UC1);
-    c.foreground.create(height, width, CV_8UC3);
-    c.background.create(height, width, CV_8UC3);
-    c.image.create(height, width, CV_8UC3);
+    for (cv::Mat* m : {&c.foreground, &c.background, &c.image}) m->create(height, width, CV_8UC3);
 #pragma omp parallel for schedule(static)
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
@@ -135,9 +125,7 @@ Composite makeComposite(int width, int height, int bandRadius, unsigned seed) {
             for (const Segment& g : s.strands) clear *= 1.0 - g.opacity * strandCoverage(g, x, y);
             const double e = (s.edgeNx * (x + 0.5) + s.edgeNy * (y + 0.5) - s.edgeOffset) / s.edgeRamp;
             clear *= 1.0 - std::clamp(e + 0.5, 0.0, 1.0);
-            const uchar a8 = clamp8(255.0 * (1.0 - clear));
-            c.alpha.at<uchar>(y, x) = a8;
-
+            const double a = (c.alpha.at<uchar>(y, x) = clamp8(255.0 * (1.0 - clear))) / 255.0;
             const double u = double(x) / width, v = double(y) / height;
             const cv::Vec3b f(clamp8(45 + 30 * std::sin(kTwoPi * 1.3 * u + 0.5)),
                               clamp8(115 + 50 * std::sin(kTwoPi * 1.1 * v)),
@@ -145,20 +133,14 @@ Composite makeComposite(int width, int height, int bandRadius, unsigned seed) {
             const cv::Vec3b b(clamp8(150 + 45 * std::sin(x / 17.0) * std::cos(y / 23.0) + 30 * std::sin((x + 2 * y) / 61.0)),
                               clamp8(120 + 40 * std::cos(x / 29.0 + y / 37.0) + 25 * std::sin(y / 13.0)),
                               clamp8(60 + 30 * std::sin(x / 41.0) + 20 * std::cos((x - y) / 19.0)));
-            c.foreground.at<cv::Vec3b>(y, x) = f;
-            c.background.at<cv::Vec3b>(y, x) = b;
-            const double a = a8 / 255.0;
-            cv::Vec3b& p = c.image.at<cv::Vec3b>(y, x);
-            for (int k = 0; k < 3; ++k) p[k] = clamp8(a * f[k] + (1.0 - a) * b[k]);
+            c.foreground.at<cv::Vec3b>(y, x) = f, c.background.at<cv::Vec3b>(y, x) = b;
+            for (int k = 0; k < 3; ++k) c.image.at<cv::Vec3b>(y, x)[k] = clamp8(a * f[k] + (1.0 - a) * b[k]);
         }
     }
     // Unknown band: within bandRadius of any partially transparent pixel.
     cv::Mat partial = (c.alpha > 0) & (c.alpha < 255);
-    if (bandRadius > 0) {
-        const cv::Mat disc =
-            cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(2 * bandRadius + 1, 2 * bandRadius + 1));
-        cv::dilate(partial, partial, disc);
-    }
+    const cv::Size disc(2 * bandRadius + 1, 2 * bandRadius + 1);
+    if (bandRadius > 0) cv::dilate(partial, partial, cv::getStructuringElement(cv::MORPH_ELLIPSE, disc));
     c.trimap = cv::Mat::zeros(height, width, CV_8UC1);
     c.trimap.setTo(255, c.alpha == 255);
     c.trimap.setTo(128, partial);
@@ -168,29 +150,17 @@ Composite makeComposite(int width, int height, int bandRadius, unsigned seed) {
 
 std::array<cv::Mat, 3> splitPlanes(const cv::Mat& image) {
     std::array<cv::Mat, 3> planes;
-    std::vector<cv::Mat> parts;
-    cv::split(image, parts);
-    for (int k = 0; k < 3; ++k) planes[k] = parts[k];
+    cv::split(image, planes.data());
     return planes;
 }
 
-double sumAbsDiff(const cv::Mat& a, const cv::Mat& b, const cv::Mat& mask) {
-    cv::Mat diff;
-    cv::absdiff(a, b, diff);
-    if (!mask.empty()) diff.setTo(0, mask == 0);
-    return cv::sum(diff)[0] / 255.0;
+double sadThousands(const cv::Mat& a, const cv::Mat& b, const cv::Mat& mask) {
+    return cv::norm(a, b, cv::NORM_L1, mask) / 255.0 / 1000.0;
 }
 
 double meanSquaredError(const cv::Mat& a, const cv::Mat& b, const cv::Mat& mask) {
-    cv::Mat fa, fb;
-    a.convertTo(fa, CV_64F, 1.0 / 255);
-    b.convertTo(fb, CV_64F, 1.0 / 255);
-    cv::Mat sq = (fa - fb).mul(fa - fb);
-    if (!mask.empty()) sq.setTo(0, mask == 0);
     const int n = mask.empty() ? int(a.total()) : cv::countNonZero(mask);
-    return n == 0 ? 0.0 : cv::sum(sq)[0] / n;
+    return n == 0 ? 0.0 : cv::norm(a, b, cv::NORM_L2SQR, mask) / (255.0 * 255.0) / n;
 }
-
-cv::Mat unknownBand(const cv::Mat& trimap) { return trimap == 128; }
 
 }  // namespace qxtest
