@@ -127,6 +127,29 @@ TEST(RecoverForeground, NothingUnknownSolvesNoTile) {
     EXPECT_EQ(ticks, 5);  // the entry tick and four tiles (2 x 2 of 103 x 82), none solved
 }
 
+std::vector<cv::Vec2i> reports;
+int recordTick(int value, int total, void*) { return reports.push_back({value, total}), 0; }
+
+TEST(RecoverForeground, ProgressBarsOfTheTwoExports) {
+    // Alpha 255 everywhere: no tile needs solving, so only the loop ticks.
+    HostJob cell(cv::Mat(160, 200, CV_8UC3, cv::Scalar(1, 2, 3)), cv::Mat(160, 200, CV_8UC1, cv::Scalar(255)));
+    cell.job.roiBorder = 1, cell.job.progressCallback = recordTick;
+    reports.clear();
+    ASSERT_EQ(qxRecoverForegroundCell(&cell.job, 1), 1);
+    // First tick 0 of 20000; 2 x 2 tiles give a step of 20000 / 4 * 0.065.
+    const std::vector<cv::Vec2i> cellBar{{0, 20000}, {325, 20000}, {650, 20000}, {975, 20000}, {1300, 20000}};
+    EXPECT_EQ(reports, cellBar);
+
+    // No callback of its own: the cell's bar goes on from 1300. Reduced to
+    // 400 x 100, two tiles of 300 x 100: step 10000 / (40000 / 67500) = 16875.
+    HostJob wide(cv::Mat(400, 1600, CV_8UC3, cv::Scalar(1, 2, 3)), cv::Mat(400, 1600, CV_8UC1, cv::Scalar(255)));
+    wide.job.progressCallback = nullptr;
+    reports.clear();
+    ASSERT_EQ(qxRecoverForeground(&wide.job, 0), 0);
+    EXPECT_EQ(reports, (std::vector<cv::Vec2i>{{18175, 20000}, {10000, 20000}}));
+    qx::startProgress(nullptr, nullptr, 0, 0, 0);
+}
+
 TEST(RecoverForeground, FailureValuesLeaveTheOutputAlone) {
     // A region 8 pixels wide reduces to a tile 2 wide: with an unknown pixel
     // in it the diagonal filter refuses the tile; 12 * 0.18 is 2 as well.
