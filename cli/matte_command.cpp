@@ -11,18 +11,14 @@ CLI::App* addMatte(CLI::App& app, MatteCommand& c) {
     sub->add_option("TRIMAP", c.trimap, "Trimap of the same size: 0 background, 255 foreground, else unknown")
         ->required();
     sub->add_option("-o,--output", c.output, "Output alpha (8-bit grey)")->required();
-    sub->add_option("--in-high", c.inHigh, "Trimap value stretched to 255 before solving")
-        ->capture_default_str()
-        ->check(CLI::Range(0, 255));
-    sub->add_option("--in-low", c.inLow, "Trimap value stretched to 0 before solving")
-        ->capture_default_str()
-        ->check(CLI::Range(0, 255));
-    sub->add_option("--out-high", c.outHigh, "Solved value stretched to 255")
-        ->capture_default_str()
-        ->check(CLI::Range(0, 255));
-    sub->add_option("--out-low", c.outLow, "Solved value stretched to 0")
-        ->capture_default_str()
-        ->check(CLI::Range(0, 255));
+    // The four stretch bounds are bytes with a shown default.
+    auto addBound = [sub](const char* name, int& value, const char* what) {
+        sub->add_option(name, value, what)->capture_default_str()->check(CLI::Range(0, 255));
+    };
+    addBound("--in-high", c.inHigh, "Trimap value stretched to 255 before solving");
+    addBound("--in-low", c.inLow, "Trimap value stretched to 0 before solving");
+    addBound("--out-high", c.outHigh, "Solved value stretched to 255");
+    addBound("--out-low", c.outLow, "Solved value stretched to 0");
     sub->add_option("--unknown", c.unknown,
                     "Expected number of pixels to solve (default: the trimap's pixels other than 0 and 255)")
         ->check(CLI::NonNegativeNumber);
