@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
+#include <sstream>
 #include <set>
 #include <string>
 
@@ -17,12 +19,21 @@ std::string envOr(const char* name, const char* fallback) {
 }
 
 TEST(LibrarySymbols, OnlyTheListedExportsAreVisible) {
-    // Names between "global:" and "local:" of the version script.
+    // The exports are the names between "global:" and "local:" of the version script.
     std::ifstream map(envOr("QX_SAMPLES", "samples") + "/../include/qxmatte.map");
     ASSERT_TRUE(map.good());
+    // Without its comments, the script's first word names the version node that
+    // every export is bound to.
+    std::string text((std::istreambuf_iterator<char>(map)), std::istreambuf_iterator<char>());
+    for (std::size_t open; (open = text.find("/*")) != std::string::npos;)
+        text.erase(open, text.find("*/", open) + 2 - open);
+    std::istringstream words(text);
     std::set<std::string> exports;
+    std::string node, word;
+    words >> node;
+    EXPECT_EQ("QXMATTE_0", node);
     bool global = false;
-    for (std::string word; map >> word;) {
+    while (words >> word) {
         if (word == "global:" || word == "local:") global = word == "global:";
         else if (global && word.back() == ';') exports.insert(word.substr(0, word.size() - 1));
     }
@@ -36,7 +47,10 @@ TEST(LibrarySymbols, OnlyTheListedExportsAreVisible) {
     char line[4096];
     while (std::fgets(line, sizeof line, nm)) {
         std::string name = line;
-        name = name.substr(0, name.find_first_of("@\n"));
+        name = name.substr(0, name.find('\n'));
+        if (name == node) continue;  // the version node's own symbol
+        EXPECT_EQ(node, name.substr(name.find("@@") + 2)) << name << " carries another version";
+        name = name.substr(0, name.find('@'));
         EXPECT_EQ(1u, exports.count(name)) << name << " is visible";
         defined.insert(name);
     }
