@@ -179,19 +179,58 @@ QXMATTE_API int qxRecoverForegroundCell(QxJob *job, int modeFlag);
 /* ---- GrabCut ------------------------------------------------------------ */
 
 /*
- * One GrabCut pass over the job's grab rectangle from the marks in
- * maskPixels; keeps its state in job->grabCutSession between calls. fastLadder
- * does not change the result. Returns 1, e - 1000 for an internal failure
- * code, -1 for memory exhausted, -1000 for any other failure.
+ * A GrabCut session works on the grab rectangle grabX, grabY, grabWidth,
+ * grabHeight of the job's planes: imagePixels (4 bytes a pixel), maskPixels
+ * and auxPixels (one byte a pixel, marks in the coding above), all of
+ * width x height. The host sets grabCutSession to NULL, calls qxGrabCut after
+ * every stroke with the same rectangle, optionally qxGrabCutEdgeGen, then
+ * qxGrabCutDeleteBuf once, and sets grabCutSession to NULL again.
+ */
+
+/*
+ * One GrabCut pass over the grab rectangle from the marks in maskPixels. The
+ * segmentation runs on a copy halved 0 to 3 times (larger side 101-200: none,
+ * 201-799: once, 800-1599: twice, 1600-3199: three times) and comes back by
+ * colour-guided doubling. The first call allocates the session into
+ * job->grabCutSession; later calls reuse its colour models while the fixed
+ * marks stay the same (soft marks moved only) and rebuild them when fixed
+ * marks were added or removed. Outside the 5-pixel frame of the reduced copy,
+ * which is always background, soft marks (0x00, 0xFE) are probable cut/keep,
+ * fixed ones definite; other values keep what the last pass decided. On
+ * return maskPixels and auxPixels hold the same selection: fixed marks exactly
+ * as they came, every other pixel an even value (0x00 cut .. 0xFE keep, soft
+ * in between at the edges). fastLadder: not used. Progress: one tick, value 0
+ * of 10000.
+ * Returns 1; -2, before anything is touched, when a plane pointer is NULL, the
+ * grab rectangle is empty or leaves width x height, its larger side is
+ * outside 101 to 3199, its reduced copy would be 10 pixels or less on a side,
+ * or an existing session was made for a rectangle of another size; e - 1000
+ * for an internal failure code e; -1 for memory exhausted; -1000 for any other
+ * failure (e.g. marks leaving no background or no foreground). After a failure
+ * the planes may hold partial results, and a session made in the call stays.
  */
 QXMATTE_API int qxGrabCut(QxJob *job, int fastLadder);
 
-/* Turn the GrabCut selection into a keep/unknown/cut band of bandWidth pixels.
- * Failures pass to the host. */
+/*
+ * Turn the GrabCut selection of auxPixels (at least 0xFE: selected) into a
+ * keep/unknown/cut band in maskPixels over the grab rectangle: pixels within
+ * bandWidth / 2 of the selection's boundary become 0x7E, the rest of the
+ * selection 0xFE, the rest 0x00; fixed marks of auxPixels come back as they
+ * are. No band is drawn along the rectangle's edges. bandWidth 0 or 1: no
+ * band. A negative bandWidth or a rectangle qxGrabCut would refuse for its
+ * position (see there) changes nothing. Other failures pass to the host.
+ */
 QXMATTE_API void qxGrabCutEdgeGen(QxJob *job, int bandWidth);
 
-/* End the GrabCut session, fix the certain pixels and free the session.
- * Failures pass to the host. */
+/*
+ * End the GrabCut session: free job->grabCutSession if it is not NULL (the
+ * field is not cleared; the host must clear it, a second call would free it
+ * again), then fix the certain pixels of the grab rectangle in maskPixels and
+ * copy them to auxPixels: 0x00 and 0x01 become 0x01, 0xFE and 0xFF become
+ * 0xFF, other values lose bit 0 (0x7F -> 0x7E). That pass also runs without a
+ * session; it is skipped for a rectangle qxGrabCut would refuse for its
+ * position. Failures pass to the host.
+ */
 QXMATTE_API void qxGrabCutDeleteBuf(QxJob *job);
 
 /* ---- Selection tools ---------------------------------------------------- */

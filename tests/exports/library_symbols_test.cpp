@@ -55,7 +55,8 @@ TEST(LibrarySymbols, OnlyTheListedExportsAreVisible) {
         defined.insert(name);
     }
     EXPECT_EQ(0, pclose(nm));
-    for (const char* name : {"setDebugTrace", "qxSetupLib", "qxMaskBBox", "qxDrawLine8u"})
+    for (const char* name : {"setDebugTrace", "qxSetupLib", "qxMaskBBox", "qxDrawLine8u", "qxGrabCut",
+                             "qxGrabCutEdgeGen", "qxGrabCutDeleteBuf"})
         EXPECT_EQ(1u, defined.count(name)) << name;
 
     // Each defined export answers through dlsym, and loading defaulted the solver's
