@@ -1,13 +1,19 @@
 // Shared pieces of the qxmatte command-line tool: exit codes, the failure it
-// throws, image files, the progress bar and the subcommands.
+// throws, image files, the progress bar, and the shape of a subcommand. The
+// pixel work and the library calls live in the host layer (host/qxhost.h).
+//
+// Adding a subcommand: one file cli/<name>_command.cpp defining
+// `Command addName(CLI::App& app)`, and two lines in commands.cpp.
 #pragma once
 
 #include <CLI/CLI.hpp>
 #include <opencv2/core.hpp>
 
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "qxhost.h"
 #include "qxmatte.h"
 
 namespace qxcli {
@@ -20,6 +26,8 @@ enum ExitCode : int {
 };
 
 // Thrown by the commands; main prints the message and exits with the code.
+// (qxhost::LibraryFailure exits with kExitLibrary, std::invalid_argument from
+// the host layer with kExitUsage.)
 struct Failure {
     int code;
     std::string message;
@@ -48,56 +56,31 @@ void initProgress(ProgressBar& bar, bool quiet);
 void beginProgress(ProgressBar& bar, const std::string& label);
 void endProgress(ProgressBar& bar);
 // What to put in a job record's callback and cookie (both null when silent).
-QxProgressFn progressFunction(const ProgressBar& bar);
-void* progressCookie(ProgressBar& bar);
+qxhost::Progress progressOf(ProgressBar& bar);
 
-// ---- shared helpers (main.cpp) ----
+// ---- options shared by subcommands (options.cpp) ----
 // "RRGGBB" to a BGR scalar; throws a usage failure for anything else.
 cv::Scalar parseColour(const std::string& hex);
-// Library failure: exit 3 with the export's name and returned value.
-[[noreturn]] void libraryFailed(const std::string& exportName, int returned);
+// --colours full|design (and cell when withCell): how foreground colours are
+// recovered; default full.
+CLI::Option* addColoursOption(CLI::App* sub, std::string& method, bool withCell = false);
+qxhost::ColourMethod colourMethod(const std::string& method);
 
-// ---- subcommands: each adds its options, then runs when chosen ----
-struct BboxCommand {
-    std::string mask;
-    int keep = 255, cut = 0;
-};
-CLI::App* addBbox(CLI::App& app, BboxCommand& c);
-int runBbox(const BboxCommand& c);
+// ---- foreground outputs (foreground_outputs.cpp) ----
+// Foreground colours of image (BGR) under alpha by the method, written as BGR
+// to colourPath and as an RGBA cut-out with the alpha to cutoutPath; an empty
+// path is skipped.
+void writeForegroundOutputs(const cv::Mat& image, const cv::Mat& alpha, qxhost::ColourMethod method,
+                            ProgressBar& bar, const std::string& colourPath, const std::string& cutoutPath);
 
-struct StrokeCommand {
-    std::string mask, output, from, to, mode = "keep";
-    int radius = 2, value = 255;
+// ---- subcommands (registered in commands.cpp) ----
+struct Context {
+    ProgressBar bar;
 };
-CLI::App* addStroke(CLI::App& app, StrokeCommand& c);
-int runStroke(const StrokeCommand& c);
-
-struct MatteCommand {
-    std::string image, trimap, output, preview, over = "FFFFFF", foreground, cutout;
-    int inHigh = 255, inLow = 0, outHigh = 255, outLow = 0;
-    double unknown = -1;  // negative: count the trimap's unknown pixels
+struct Command {
+    CLI::App* app;                       // the parsed subcommand
+    std::function<int(Context&)> run;    // its work; returns the exit code
 };
-CLI::App* addMatte(CLI::App& app, MatteCommand& c);
-int runMatte(const MatteCommand& c, ProgressBar& bar);
-
-struct ForegroundCommand {
-    std::string image, alpha, output, cutout;
-    bool cell = false;
-};
-CLI::App* addForeground(CLI::App& app, ForegroundCommand& c);
-int runForeground(const ForegroundCommand& c, ProgressBar& bar);
-// Foreground colours of image (BGR) under alpha by qxRecoverForeground (or the
-// cell form), written as BGR to colourPath and as an RGBA cut-out with the
-// alpha to cutoutPath (recover_foreground.cpp); an empty path is skipped.
-void writeRecoveredForeground(const cv::Mat& image, const cv::Mat& alpha, bool cell, ProgressBar& bar,
-                              const std::string& colourPath, const std::string& cutoutPath);
-
-struct CompositeCommand {
-    std::string cutout, background, output, over;
-};
-CLI::App* addComposite(CLI::App& app, CompositeCommand& c);
-int runComposite(const CompositeCommand& c);
-// fg (3 or 4 channels, colour in bytes 0..2) over bg (BGR, same size) by alpha.
-cv::Mat compositeOver(const cv::Mat& fg, const cv::Mat& alpha, const cv::Mat& bg);
+std::vector<Command> addCommands(CLI::App& app);
 
 }  // namespace qxcli

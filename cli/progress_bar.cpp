@@ -43,8 +43,9 @@ void endProgress(ProgressBar& bar) {
     bar.drawn = false;
 }
 
-QxProgressFn progressFunction(const ProgressBar& bar) { return bar.enabled ? draw : nullptr; }
-
-void* progressCookie(ProgressBar& bar) { return bar.enabled ? &bar : nullptr; }
+qxhost::Progress progressOf(ProgressBar& bar) {
+    if (!bar.enabled) return {};
+    return {draw, &bar};
+}
 
 }  // namespace qxcli

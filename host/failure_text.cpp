@@ -1,0 +1,126 @@
+// The value each export returns, told in words: success, and every failure
+// value the exports document.
+#include <cstring>
+
+#include "qxhost.h"
+
+namespace qxhost {
+
+namespace {
+
+// The library's internal failure codes, as some exports return them (as they
+// are or biased by -1000).
+const char* internalCode(int code) {
+    switch (code) {
+        case 102: return "a work image could not be allocated (out of memory)";
+        case 103: return "a work image's guard row was overwritten (an internal overrun; please report it)";
+        case 112: return "a work image wider than 5000 pixels could not be allocated (out of memory)";
+        case 113: return "a work image higher than 5000 rows could not be allocated (out of memory)";
+        case 121: return "the sparse solver failed while analysing the system";
+        case 122: return "the sparse solver failed while factorising the system";
+        case 123: return "the sparse solver failed while solving the system";
+        case 125: return "the sparse solver ran out of memory";
+        case 130: return "an array of the matting system could not be allocated (out of memory)";
+        case -1:
+            return "the matting system is too large (over 500000 unknown pixels or 100000000 matrix entries); "
+                   "use a narrower unknown band or a smaller image";
+        case -5: return "the marks do not allow a solve (they need keep marks, cut marks and at least 3 unknown pixels)";
+        default: return nullptr;
+    }
+}
+
+enum class Kind {
+    Biased,       // 1, internal codes minus 1000, -1000 anything else
+    Unbiased,     // 1, internal codes as they are, -1 out of memory, -1000 anything else
+    Foreground,   // 0, internal codes as they are, -1 out of memory, -1000
+    AlwaysOne,    // returns 1; failures pass to the host as exceptions
+    Nothing,      // returns nothing; failures pass to the host as exceptions
+    Trace,        // 1 tracing on and written, 0 otherwise
+    FloodFill,    // 1, -3, -1
+    ToneMode,     // 1, 0 for an unknown mode
+    Unknown,
+};
+
+Kind kindOf(const std::string& name) {
+    static const struct {
+        const char* name;
+        Kind kind;
+    } table[] = {
+        {"setDebugTrace", Kind::Trace},         {"qxSetupLib", Kind::Trace},
+        {"qxMaskAlpha", Kind::Biased},          {"qxGrabCut", Kind::Biased},
+        {"qxKeepCutToAlpha", Kind::Unbiased},   {"qxRecoverForegroundCell", Kind::Unbiased},
+        {"qxRecoverForeground", Kind::Foreground}, {"qxGrabCutEdgeGen", Kind::Nothing},
+        {"qxGrabCutDeleteBuf", Kind::Nothing},  {"qxShowKeepBlend", Kind::Nothing},
+        {"qxHairSelect", Kind::AlwaysOne},      {"qxColorRangeSelect", Kind::AlwaysOne},
+        {"qxDesaturation", Kind::AlwaysOne},    {"qxShowImageAlpha", Kind::AlwaysOne},
+        {"qxMaskBBox", Kind::AlwaysOne},        {"qxDrawLine8u", Kind::AlwaysOne},
+        {"qxScaleAlpha", Kind::AlwaysOne},      {"qxfilterIm8u", Kind::AlwaysOne},
+        {"qxPreviewAutoLevel", Kind::AlwaysOne}, {"qxFloodFillAlpha", Kind::FloodFill},
+        {"qxRGB2YCbCrAutoLevel", Kind::ToneMode},
+    };
+    for (const auto& entry : table)
+        if (name == entry.name) return entry.kind;
+    return Kind::Unknown;
+}
+
+std::string withNumber(const std::string& name, int value, const std::string& meaning) {
+    return name + " returned " + std::to_string(value) + ": " + meaning;
+}
+
+}  // namespace
+
+int successValue(const std::string& exportName) { return exportName == "qxRecoverForeground" ? 0 : 1; }
+
+std::string describeFailure(const std::string& name, int value) {
+    const Kind kind = kindOf(name);
+    if (kind == Kind::Trace)
+        return withNumber(name, value,
+                          value == 1 ? "tracing is on and the trace file was written"
+                          : value == 0 ? "tracing is off, the trace file could not be written, or (qxSetupLib) "
+                                         "a negative mask asked only whether the library is there"
+                                       : "not a value this export returns");
+    if (value == successValue(name) && kind != Kind::Unknown) return withNumber(name, value, "success");
+    std::string meaning;
+    switch (kind) {
+        case Kind::Biased:
+            if (value == -1000) meaning = "an unexpected failure inside the library";
+            else if (name == "qxGrabCut" && value == -1) meaning = "out of memory";
+            else if (const char* code = internalCode(value + 1000))
+                meaning = std::string(code) + " (internal code " + std::to_string(value + 1000) + ")";
+            break;
+        case Kind::Unbiased:
+        case Kind::Foreground:
+            if (value == -1000) meaning = "an unexpected failure inside the library";
+            else if (value == -1 && name == "qxKeepCutToAlpha")
+                meaning = "out of memory, or a tile of the system is too large (over 500000 unknown pixels)";
+            else if (value == -1)
+                meaning = "out of memory (or a failure inside one tile's colour solve)";
+            else if (const char* code = internalCode(value))
+                meaning = std::string(code) + " (internal code " + std::to_string(value) + ")";
+            break;
+        case Kind::FloodFill:
+            if (value == -3) meaning = "the seed lies right of or below the image";
+            else if (value == -1) meaning = "out of memory";
+            break;
+        case Kind::ToneMode:
+            if (value == 0) meaning = "the mode is not one of 0 to 4";
+            break;
+        case Kind::AlwaysOne:
+        case Kind::Nothing:
+            meaning = "not a value this export returns (its failures arrive as exceptions)";
+            break;
+        default:
+            return name + " returned " + std::to_string(value) + " (not one of the library's exports)";
+    }
+    if (meaning.empty()) meaning = "a failure value this export does not document";
+    return withNumber(name, value, meaning);
+}
+
+LibraryFailure::LibraryFailure(const std::string& name, int returned)
+    : std::runtime_error(describeFailure(name, returned)), exportName(name), value(returned) {}
+
+void checkReturn(const std::string& exportName, int value) {
+    if (value != successValue(exportName)) throw LibraryFailure(exportName, value);
+}
+
+}  // namespace qxhost

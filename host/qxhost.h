@@ -1,0 +1,157 @@
+// The host layer: what every host of libqxmatte needs around the 21 exports,
+// built once for the command-line tool, the GIMP plug-in and the Python module.
+// It calls the library only through include/qxmatte.h.
+//
+// Images are cv::Mat; a host with its own buffers wraps them without a copy,
+// cv::Mat(height, width, CV_8UC4, pixels, step). Colour images are 8-bit with
+// three or four channels whose bytes 0 to 2 are colour in the library's order
+// (blue, green, red: byte 1 is green, and the library's three-byte colour
+// arguments run red, green, blue). Masks, trimaps and alphas are CV_8UC1.
+//
+// Wrong arguments (types, sizes that differ) throw std::invalid_argument with
+// a sentence that names the problem; a failure value returned by an export
+// throws LibraryFailure.
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include <array>
+#include <stdexcept>
+#include <string>
+
+#include "qxmatte.h"
+
+namespace qxhost {
+
+// ---- marks (marks.cpp) ----------------------------------------------------
+
+// Mark bytes of the library's masks.
+enum : unsigned char {
+    kMarkCut = 0x01,      // fixed cut
+    kMarkKeep = 0xFF,     // fixed keep
+    kMarkUnknown = 0x7E,  // to be solved
+};
+
+// A grey trimap to marks: 0 fixed cut, 255 fixed keep, anything else unknown.
+cv::Mat marksFromTrimap(const cv::Mat& trimap);
+
+// A binary selection (non-zero inside) to marks: inside fixed keep, outside
+// fixed cut, and a band of bandWidth pixels across the selection's edge
+// unknown (a round pen of radius bandWidth / 2 run along it, as
+// qxGrabCutEdgeGen does; 0 or 1: no band).
+cv::Mat marksFromSelection(const cv::Mat& selection, int bandWidth);
+
+// Pixels of a trimap other than 0 and 255: the unknownEstimate of qxMaskAlpha.
+double trimapUnknownCount(const cv::Mat& trimap);
+
+// ---- pixel layouts (pixel_layout.cpp) ---------------------------------------
+
+enum class ChannelOrder { BGR, RGB };
+
+// Any 8-bit colour image (grey, 3 or 4 channels, in the given order) to the
+// library's four-byte pixels: blue, green, red, then the fourth byte (the
+// image's own fourth channel, else `fourth`).
+cv::Mat toFourByte(const cv::Mat& image, ChannelOrder order = ChannelOrder::BGR, unsigned char fourth = 255);
+
+// Four-byte pixels (or three-byte ones) back to three bytes in the given order.
+cv::Mat toThreeByte(const cv::Mat& pixels, ChannelOrder order = ChannelOrder::BGR);
+
+// Three 8-bit planes with one row step, as a QxMaskJob takes them: plane i is
+// byte i of each pixel of a 3- or 4-channel image.
+struct Planes {
+    cv::Mat storage;                        // owns the three planes, stacked
+    std::array<unsigned char*, 3> pointers;  // into storage
+    int step = 0;
+};
+Planes splitPlanes(const cv::Mat& image);
+// The three planes back into three-byte pixels (plane i to byte i).
+cv::Mat mergePlanes(const Planes& planes, int width, int height);
+
+// "RRGGBB" (hex digits, optionally after '#') to red, green, blue: the byte
+// order of the library's colour arguments. Throws std::invalid_argument.
+std::array<unsigned char, 3> parseHexColour(const std::string& text);
+// Those bytes as a BGR scalar for images in the library's order.
+inline cv::Scalar colourScalar(const std::array<unsigned char, 3>& rgb) { return cv::Scalar(rgb[2], rgb[1], rgb[0]); }
+
+// ---- compositing (compositing.cpp) ------------------------------------------
+
+// foreground (bytes 0..2 colour) over background (3 or 4 channels, same size)
+// by alpha, rounded: (f a + b (255 - a) + 127) / 255. Result CV_8UC3.
+cv::Mat compositeOverImage(const cv::Mat& foreground, const cv::Mat& alpha, const cv::Mat& background);
+cv::Mat compositeOverColour(const cv::Mat& foreground, const cv::Mat& alpha, cv::Scalar colour);
+// Colours (bytes 0..2 of a 3- or 4-channel image) with the alpha as byte 3.
+cv::Mat makeCutout(const cv::Mat& colours, const cv::Mat& alpha);
+
+// ---- failures (failure_text.cpp) ------------------------------------------
+
+// The value an export returns on success: 1, but 0 for qxRecoverForeground.
+// Exports that return nothing count as 1.
+int successValue(const std::string& exportName);
+
+// A sentence telling what the value returned by the export means (also for
+// success), e.g. describeFailure("qxMaskAlpha", -1001) says the system is
+// too large. Unknown names and values get a general sentence with the number.
+std::string describeFailure(const std::string& exportName, int value);
+
+// Thrown by the calls below when an export returns a failure value.
+struct LibraryFailure : std::runtime_error {
+    std::string exportName;
+    int value;
+    LibraryFailure(const std::string& name, int returned);
+};
+// Throws LibraryFailure unless value is the export's success value.
+void checkReturn(const std::string& exportName, int value);
+
+// ---- calls of the exports (library_calls.cpp) -------------------------------
+
+struct Progress {
+    QxProgressFn function = nullptr;  // or null: silent
+    void* cookie = nullptr;
+};
+
+// qxMaskAlpha over a colour image and a trimap (0, 255, else unknown); the
+// alpha comes back as a new image. unknownEstimate < 0 counts the trimap's
+// unknown pixels. Bounds as qxMaskAlpha takes them.
+struct MatteBounds {
+    int inHigh = 255, inLow = 0, outHigh = 255, outLow = 0;
+};
+cv::Mat solveAlpha(const cv::Mat& image, const cv::Mat& trimap, double unknownEstimate = -1,
+                   MatteBounds bounds = MatteBounds(), Progress progress = Progress());
+
+// How foreground colours are recovered.
+enum class ColourMethod {
+    FullResolution,  // estimateForeground below: full size, local; the default
+    Design,          // the library's qxRecoverForeground
+    Cell,            // the library's qxRecoverForegroundCell over the whole image
+};
+// "full", "design", "cell" (throws std::invalid_argument for anything else).
+ColourMethod parseColourMethod(const std::string& name);
+const char* colourMethodName(ColourMethod method);
+
+// Foreground colours (CV_8UC3, library order) of image under alpha by the
+// chosen method. Pixels a method leaves alone keep the image's colour.
+cv::Mat recoverColours(const cv::Mat& image, const cv::Mat& alpha, ColourMethod method,
+                       Progress progress = Progress());
+
+// ---- full-resolution foreground estimate (foreground_estimate.cpp) ----------
+
+struct ForegroundParams {
+    float smoothConstant = 0.005f;  // neighbour weight where alpha is flat
+    float smoothAlpha = 1.0f;       // plus this times |alpha_i - alpha_j|
+    int smallSweeps = 10;           // sweeps on levels up to smallSize
+    int largeSweeps = 2;            // sweeps on larger levels
+    int finestSweeps = 1;           // sweeps at full size
+    int smallSize = 32;             // larger side of a "small" level
+};
+
+// Estimates, for every pixel, the foreground colour F and background colour B
+// that best explain the image I under the alpha a (a F + (1 - a) B = I) while
+// changing smoothly between neighbours, the more so across alpha edges; solved
+// coarse to fine at full resolution. image: CV_8UC3 or CV_8UC4 (bytes 0..2),
+// alpha CV_8UC1 of the same size. Returns the foreground, CV_8UC3. Extra
+// memory: under 8 bytes a pixel. Progress total 100.
+cv::Mat estimateForeground(const cv::Mat& image, const cv::Mat& alpha,
+                           const ForegroundParams& params = ForegroundParams(), Progress progress = Progress(),
+                           cv::Mat* background = nullptr);  // also the background estimate, when asked
+
+}  // namespace qxhost

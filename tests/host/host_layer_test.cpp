@@ -1,0 +1,115 @@
+// The host layer's small pieces: marks, byte orders, compositing and the
+// sentences for failure values.
+#include <gtest/gtest.h>
+
+#include <opencv2/imgproc.hpp>
+
+#include "qxhost.h"
+
+namespace {
+
+TEST(HostMarks, TrimapAndSelectionCoding) {
+    cv::Mat trimap = (cv::Mat_<unsigned char>(1, 5) << 0, 1, 128, 254, 255);
+    cv::Mat marks = qxhost::marksFromTrimap(trimap);
+    const cv::Mat expected = (cv::Mat_<unsigned char>(1, 5) << 0x01, 0x7E, 0x7E, 0x7E, 0xFF);
+    EXPECT_EQ(0, cv::norm(marks, expected, cv::NORM_INF));
+    EXPECT_EQ(3, qxhost::trimapUnknownCount(trimap));
+
+    // A 20x20 square in 60x60; band 6 runs a radius-3 pen along its edge.
+    cv::Mat selection(60, 60, CV_8UC1, cv::Scalar(0));
+    selection(cv::Rect(20, 20, 20, 20)).setTo(200);
+    cv::Mat m = qxhost::marksFromSelection(selection, 6);
+    EXPECT_EQ(0xFF, m.at<unsigned char>(30, 30));  // deep inside
+    EXPECT_EQ(0x01, m.at<unsigned char>(5, 5));     // far outside
+    EXPECT_EQ(0x7E, m.at<unsigned char>(30, 17));   // 3 outside the left edge
+    EXPECT_EQ(0x01, m.at<unsigned char>(30, 16));   // 4 outside
+    EXPECT_EQ(0x7E, m.at<unsigned char>(30, 22));   // 3 inside (column 20 is the first inside)
+    EXPECT_EQ(0xFF, m.at<unsigned char>(30, 23));
+    EXPECT_EQ(0, cv::countNonZero((m != 0x01) & (m != 0xFF) & (m != 0x7E)));
+    // Widths 0 and 1 give no band: the selection itself.
+    for (int band : {0, 1})
+        EXPECT_EQ(0, cv::countNonZero(qxhost::marksFromSelection(selection, band) == 0x7E)) << band;
+    EXPECT_THROW(qxhost::marksFromSelection(selection, -2), std::invalid_argument);
+    EXPECT_THROW(qxhost::marksFromTrimap(cv::Mat(3, 3, CV_8UC3)), std::invalid_argument);
+}
+
+TEST(HostPixels, ByteOrdersRoundTrip) {
+    cv::Mat rgb(7, 5, CV_8UC3);
+    cv::randu(rgb, 0, 256);
+    cv::Mat four = qxhost::toFourByte(rgb, qxhost::ChannelOrder::RGB, 9);
+    ASSERT_EQ(CV_8UC4, four.type());
+    const cv::Vec3b p = rgb.at<cv::Vec3b>(3, 2);
+    const cv::Vec4b q = four.at<cv::Vec4b>(3, 2);
+    EXPECT_EQ(cv::Vec4b(p[2], p[1], p[0], 9), q);  // blue, green, red, fourth
+    EXPECT_EQ(0, cv::norm(qxhost::toThreeByte(four, qxhost::ChannelOrder::RGB), rgb, cv::NORM_INF));
+    // A four-channel image keeps its own fourth byte.
+    EXPECT_EQ(0, cv::norm(qxhost::toFourByte(four), four, cv::NORM_INF));
+
+    qxhost::Planes planes = qxhost::splitPlanes(four);
+    EXPECT_EQ(q[2], planes.pointers[2][3 * planes.step + 2]);
+    EXPECT_EQ(planes.pointers[1], planes.pointers[0] + 7 * planes.step);
+    EXPECT_EQ(0, cv::norm(qxhost::mergePlanes(planes, 5, 7), qxhost::toThreeByte(four), cv::NORM_INF));
+
+    const auto colour = qxhost::parseHexColour("#2E7D32");
+    EXPECT_EQ((std::array<unsigned char, 3>{0x2E, 0x7D, 0x32}), colour);
+    EXPECT_EQ(cv::Scalar(0x32, 0x7D, 0x2E), qxhost::colourScalar(colour));
+    for (const char* bad : {"", "12345", "GG0000", "1234567"})
+        EXPECT_THROW(qxhost::parseHexColour(bad), std::invalid_argument) << bad;
+}
+
+TEST(HostCompositing, RoundedBlendAndCutout) {
+    cv::Mat fg(2, 2, CV_8UC4, cv::Scalar(200, 100, 0, 7));
+    cv::Mat alpha = (cv::Mat_<unsigned char>(2, 2) << 0, 255, 128, 64);
+    cv::Mat out = qxhost::compositeOverColour(fg, alpha, cv::Scalar(0, 50, 255));
+    EXPECT_EQ(cv::Vec3b(0, 50, 255), out.at<cv::Vec3b>(0, 0));
+    EXPECT_EQ(cv::Vec3b(200, 100, 0), out.at<cv::Vec3b>(0, 1));
+    // (200*128 + 0*127 + 127) / 255 = 100, (100*128 + 50*127 + 127)/255 = 75, (255*127 + 127)/255 = 127
+    EXPECT_EQ(cv::Vec3b(100, 75, 127), out.at<cv::Vec3b>(1, 0));
+    cv::Mat cut = qxhost::makeCutout(fg, alpha);
+    EXPECT_EQ(cv::Vec4b(200, 100, 0, 64), cut.at<cv::Vec4b>(1, 1));
+    EXPECT_THROW(qxhost::compositeOverImage(fg, alpha, cv::Mat(3, 2, CV_8UC3)), std::invalid_argument);
+}
+
+TEST(HostFailures, EveryExportSaysWhatItsValueMeans) {
+    using qxhost::describeFailure;
+    auto says = [](const std::string& name, int value, const char* text) {
+        const std::string s = describeFailure(name, value);
+        EXPECT_NE(std::string::npos, s.find(text)) << s;
+        EXPECT_NE(std::string::npos, s.find(name + " returned " + std::to_string(value))) << s;
+    };
+    says("qxMaskAlpha", 1, "success");
+    says("qxMaskAlpha", -1001, "too large");
+    says("qxMaskAlpha", -870, "internal code 130");
+    says("qxMaskAlpha", -897, "guard row");
+    says("qxMaskAlpha", -875, "ran out of memory");
+    says("qxMaskAlpha", -1000, "unexpected");
+    says("qxGrabCut", -1, "out of memory");
+    says("qxGrabCut", -898, "internal code 102");
+    says("qxKeepCutToAlpha", -5, "marks do not allow");
+    says("qxKeepCutToAlpha", 103, "guard row");
+    says("qxKeepCutToAlpha", -1, "too large");
+    says("qxRecoverForeground", 0, "success");
+    says("qxRecoverForeground", 1, "does not document");
+    says("qxRecoverForeground", -1, "out of memory");
+    says("qxRecoverForegroundCell", 103, "internal code 103");
+    says("qxFloodFillAlpha", -3, "seed");
+    says("qxFloodFillAlpha", -1, "out of memory");
+    says("qxRGB2YCbCrAutoLevel", 0, "mode");
+    says("qxSetupLib", 0, "negative mask");
+    says("setDebugTrace", 1, "tracing is on");
+    says("qxDrawLine8u", -4, "exceptions");
+    says("qxGrabCutEdgeGen", 0, "exceptions");
+    EXPECT_NE(std::string::npos, describeFailure("qxNoSuch", 5).find("not one of the library's exports"));
+    EXPECT_EQ(0, qxhost::successValue("qxRecoverForeground"));
+    EXPECT_EQ(1, qxhost::successValue("qxScaleAlpha"));
+    try {
+        qxhost::checkReturn("qxMaskAlpha", -1001);
+        ADD_FAILURE() << "no throw";
+    } catch (const qxhost::LibraryFailure& f) {
+        EXPECT_EQ("qxMaskAlpha", f.exportName);
+        EXPECT_EQ(-1001, f.value);
+    }
+    EXPECT_NO_THROW(qxhost::checkReturn("qxRecoverForeground", 0));
+}
+
+}  // namespace
