@@ -85,6 +85,10 @@ std::string describeFailure(const std::string& name, int value) {
         case Kind::Biased:
             if (value == -1000) meaning = "an unexpected failure inside the library";
             else if (name == "qxGrabCut" && value == -1) meaning = "out of memory";
+            else if (name == "qxGrabCut" && value == -2)
+                meaning = "the job was refused before anything was touched: a missing plane, or a grab rectangle "
+                          "that is empty, leaves the image, has its larger side outside 101 to 3199, or differs "
+                          "in size from the session's";
             else if (const char* code = internalCode(value + 1000))
                 meaning = std::string(code) + " (internal code " + std::to_string(value + 1000) + ")";
             break;

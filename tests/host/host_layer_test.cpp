@@ -85,6 +85,7 @@ TEST(HostFailures, EveryExportSaysWhatItsValueMeans) {
     says("qxMaskAlpha", -1000, "unexpected");
     says("qxGrabCut", -1, "out of memory");
     says("qxGrabCut", -898, "internal code 102");
+    says("qxGrabCut", -2, "grab rectangle");
     says("qxKeepCutToAlpha", -5, "marks do not allow");
     says("qxKeepCutToAlpha", 103, "guard row");
     says("qxKeepCutToAlpha", -1, "too large");
