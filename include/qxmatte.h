@@ -235,18 +235,52 @@ QXMATTE_API void qxGrabCutDeleteBuf(QxJob *job);
 
 /* ---- Selection tools ---------------------------------------------------- */
 
-/* Hair brush along (x1,y1)-(x2,y2) with the given radius, separating
- * hairColour from backdropColour. Returns 1. Failures pass to the host. */
+/*
+ * Hair brush: one segment (x1,y1)-(x2,y2) with the given radius, for fine
+ * strands of job->hairColour against a plain job->backdropColour (three bytes
+ * each, reverse pixel order). Reads imagePixels, changes maskPixels only
+ * (width x height). Under the brush each pixel's colour is measured along the
+ * line from the backdrop colour (0) to the strand colour (255), and a pixel
+ * whose measure is the least or the greatest of seven neighbouring samples
+ * (the three above, the left one, itself, and two to the lower left) is fixed
+ * at that level: (measure & 0xFE) + 1, so 0xFF on the strand colour and 0x01
+ * on the backdrop's; already fixed pixels are overwritten too. The brush
+ * rectangle (segment box grown by radius, clipped to the image) keeps its
+ * outer ring unmarked. The brush is drawn from the segment's near corner to
+ * the rectangle's far corner less the radius: away from the image's edges one
+ * dot of the brush's diameter at the rectangle's top left. Equal colours give
+ * a measure of 0 everywhere. A radius above 16383 counts as 16383.
+ * Returns 1. Nothing changes for an end outside the image, a negative radius,
+ * NULL pointers or steps shorter than a row. Failures of OpenCV pass to the
+ * host.
+ */
 QXMATTE_API int qxHairSelect(QxJob *job, int x1, int y1, int x2, int y2, int radius);
 
-/* Colour-range brush: fix pixels near colour (three bytes, reverse pixel
- * order) within tolerance as keep (keep non-zero) or cut. Returns 1. Failures
- * pass to the host. */
+/*
+ * Colour-range brush: along the segment (x1,y1)-(x2,y2), 2 * radius + 1 wide,
+ * fix every pixel whose colour lies strictly within tolerance (Euclidean, in
+ * bytes) of colour (three bytes, reverse pixel order) as keep (0xFF, keep
+ * non-zero) or cut (0x01). Pixels already fixed (odd) keep their value.
+ * Tolerance 0 selects nothing, 1 only the exact colour. Reads imagePixels,
+ * changes maskPixels (width x height); the brush is clipped to the image. A
+ * radius above 16383 counts as 16383. Returns 1. Nothing changes for a
+ * negative radius, a size below 1, NULL pointers or steps shorter than a row.
+ * Failures of OpenCV pass to the host.
+ */
 QXMATTE_API int qxColorRangeSelect(QxJob *job, int x1, int y1, int x2, int y2, int radius,
                                    const unsigned char *colour, int tolerance, int keep);
 
-/* Desaturate 4-byte pixels in place where alphaPlane says so; amount 0 to 1.
- * Returns 1. Failures pass to the host. */
+/*
+ * Take the colour out of semi-transparent pixels in place: with a the pixel's
+ * byte in alphaPlane (one byte a pixel, alphaStep apart), the HLS saturation
+ * is multiplied by (a/255)^4 * amount + 1 - amount and truncated. amount 0
+ * leaves the saturation (the pixel passes through the colour conversion and
+ * may move by its rounding), 1 makes pixels of alpha 0 grey. Pixels whose
+ * alpha byte is odd (a fixed mark, e.g. 0xFF, 0x01) are left exactly as they
+ * are; byte 3 is never changed. An amount outside 0 to 1 wraps the saturation
+ * byte. Returns 1. Nothing changes for a size below 1, NULL pointers or steps
+ * shorter than a row. Failures pass to the host.
+ */
 QXMATTE_API int qxDesaturation(unsigned char *pixels, int step, int width, int height,
                                const unsigned char *alphaPlane, int alphaStep, float amount);
 

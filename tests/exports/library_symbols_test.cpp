@@ -56,7 +56,8 @@ TEST(LibrarySymbols, OnlyTheListedExportsAreVisible) {
     }
     EXPECT_EQ(0, pclose(nm));
     for (const char* name : {"setDebugTrace", "qxSetupLib", "qxMaskBBox", "qxDrawLine8u", "qxGrabCut",
-                             "qxGrabCutEdgeGen", "qxGrabCutDeleteBuf"})
+                             "qxGrabCutEdgeGen", "qxGrabCutDeleteBuf", "qxHairSelect", "qxColorRangeSelect",
+                             "qxDesaturation"})
         EXPECT_EQ(1u, defined.count(name)) << name;
 
     // Each defined export answers through dlsym, and loading defaulted the solver's
