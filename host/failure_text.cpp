@@ -87,8 +87,9 @@ std::string describeFailure(const std::string& name, int value) {
             else if (name == "qxGrabCut" && value == -1) meaning = "out of memory";
             else if (name == "qxGrabCut" && value == -2)
                 meaning = "the job was refused before anything was touched: a missing plane, or a grab rectangle "
-                          "that is empty, leaves the image, has its larger side outside 101 to 3199, or differs "
-                          "in size from the session's";
+                          "that is empty, leaves the image, has its larger side outside 101 to 3199, is too narrow "
+                          "for its reduced copy (10 pixels or less after halving), or differs in size from the "
+                          "session's";
             else if (const char* code = internalCode(value + 1000))
                 meaning = std::string(code) + " (internal code " + std::to_string(value + 1000) + ")";
             break;

@@ -133,6 +133,40 @@ const char* colourMethodName(ColourMethod method);
 cv::Mat recoverColours(const cv::Mat& image, const cv::Mat& alpha, ColourMethod method,
                        Progress progress = Progress());
 
+// ---- GrabCut and desaturation (grabcut.cpp) ---------------------------------
+
+// The largest side of a rectangle one GrabCut session takes.
+constexpr int kGrabCutMaxSide = 3199;
+
+// Whether qxGrabCut takes a rectangle of this size: longer side 101 to 3199,
+// and its reduced copy (halved 0 to 3 times, to about 100 to 400 pixels)
+// more than 10 pixels each way.
+bool grabCutAccepts(int width, int height);
+
+struct GrabCutSettings {
+    int bandWidth = 4;   // width of the unknown band, pixels
+    int iterations = 1;  // passes of qxGrabCut, as a host runs one after each stroke
+};
+
+// About 1% of the image's larger side, at least 4.
+int defaultGrabCutBand(cv::Size image);
+
+// GrabCut from a rectangle: outside it fixed cut; inside, marks (optional,
+// CV_8UC1 of the image's size: 0 cut, 255 keep, anything else no mark).
+// Returns a trimap (0, 128, 255) of the image's size, the band 128. A
+// rectangle whose longer side is beyond 3199 runs on a copy reduced to that
+// side (area averaging); its selection comes back by linear interpolation,
+// cut at half, and the band and fixed marks are made at full size. Throws
+// std::invalid_argument for a rectangle that leaves the image or is too
+// small (grabCutAccepts), LibraryFailure when qxGrabCut fails.
+cv::Mat grabCutTrimap(const cv::Mat& image, const cv::Mat& marks, cv::Rect rect, const GrabCutSettings& settings,
+                      Progress progress = Progress());
+
+// Takes the colour out of the semi-transparent pixels of a cut-out (CV_8UC4,
+// bytes 0..2 colour, byte 3 alpha) in place with qxDesaturation; amount 0 to
+// 1. Fully opaque pixels are left exactly as they are, the alpha too.
+void desaturateCutout(cv::Mat& cutout, float amount);
+
 // ---- full-resolution foreground estimate (foreground_estimate.cpp) ----------
 
 struct ForegroundParams {
