@@ -9,6 +9,8 @@ Command addForeground(CLI::App& app);
 Command addComposite(CLI::App& app);
 Command addStroke(CLI::App& app);
 Command addBbox(CLI::App& app);
+Command addGrabcut(CLI::App& app);
+Command addDesaturate(CLI::App& app);
 
 std::vector<Command> addCommands(CLI::App& app) {
     return {
@@ -17,6 +19,8 @@ std::vector<Command> addCommands(CLI::App& app) {
         addComposite(app),
         addStroke(app),
         addBbox(app),
+        addGrabcut(app),
+        addDesaturate(app),
     };
 }
 
