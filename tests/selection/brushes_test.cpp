@@ -61,6 +61,12 @@ TEST(HairSelect, ExtremesOfTheMeasureBecomeFixedMarks) {
     }
     EXPECT_EQ(qxHairSelect(&flat.job, 5, 5, 5, 5, -1), 1);
     EXPECT_EQ(cv::countNonZero(flat.mask != 0x7E), 9);
+
+    // A rectangle under 3 pixels a side has no inside to mark.
+    QxJob thin = flat.job;
+    thin.width = 2;
+    EXPECT_EQ(qxHairSelect(&thin, 0, 5, 1, 25, 3), 1);
+    EXPECT_EQ(cv::countNonZero(flat.mask != 0x7E), 9);
 }
 
 TEST(HairSelect, SampleSetLeansLeftInTheRowBelow) {

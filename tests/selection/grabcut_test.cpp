@@ -165,6 +165,26 @@ TEST(GrabCutEnd, EdgeBandAndFixingPass) {
         EXPECT_EQ(host.aux.at<uchar>(20, 30 + i), out[i]) << i;
     }
     EXPECT_EQ(host.mask.at<uchar>(5, 5), 0x7F);
+
+    // Regions of size -1 and 0, or leaving the planes, change nothing; one of
+    // 1 x 1 has no room for a band.
+    const cv::Mat maskBefore = host.mask.clone();
+    for (int size : {-1, 0}) {
+        QxJob bad = job;
+        bad.grabWidth = size;
+        qxGrabCutEdgeGen(&bad, 5);
+        qxGrabCutDeleteBuf(&bad);
+    }
+    QxJob past = job;
+    past.grabX = 100;
+    qxGrabCutEdgeGen(&past, 5);
+    qxGrabCutDeleteBuf(&past);
+    EXPECT_EQ(cv::countNonZero(maskBefore != host.mask), 0);
+    QxJob one = job;
+    one.grabWidth = one.grabHeight = 1;
+    host.aux.at<uchar>(10, 20) = 0xFE;
+    qxGrabCutEdgeGen(&one, 9);
+    EXPECT_EQ(host.mask.at<uchar>(10, 20), 0xFE);
 }
 
 TEST(GrabCutQuality, RectangleAroundATexturedObject) {
