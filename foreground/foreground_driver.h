@@ -20,6 +20,17 @@ inline int truncToInt(double v) {
     return static_cast<int>(v);
 }
 
+// What a job allows, checked before any buffer is made: refused (no job, a
+// negative size, a region reaching outside the image, a missing plane or a
+// step shorter than a row), empty (a region of no pixels: nothing to do) or
+// workable.
+enum class RegionCheck { refused, empty, workable };
+RegionCheck checkRegion(const QxJob* job, bool readsAux);
+
+// The cell's working scale: 0.18 with roiBorder 0, else by the area of the
+// whole image (in 64 bits).
+float cellScale(int roiBorder, int width, int height);
+
 // The region reduced by a scale: width by height pixels.
 struct ReducedRegion {
     int width;
@@ -77,8 +88,9 @@ bool solveTiles(const TileGrid& grid, ReducedRegion& small, const TileLoopRule& 
 
 // upImage (region size, four bytes a pixel) gets the enlarged result; where
 // the job's alpha lies in 11..249 the green channel's detail is added to all
-// three colours.
-void enlargeWithDetail(const QxJob& job, const ReducedRegion& small, float scale, GIMG<unsigned char>& upImage);
+// three colours. small null: the region reduced to nothing, and upImage gets
+// the source pixels (no detail, nothing to enlarge).
+void enlargeWithDetail(const QxJob& job, const ReducedRegion* small, float scale, GIMG<unsigned char>& upImage);
 
 // The source pixel where the job's alpha is at least upperThreshold or at most 4.
 void restoreDefinite(const QxJob& job, int upperThreshold, GIMG<unsigned char>& upImage);

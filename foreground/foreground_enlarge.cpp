@@ -12,26 +12,32 @@ unsigned char* regionOf(unsigned char* pixels, int step, int x, int y, int bytes
 
 }  // namespace
 
-void enlargeWithDetail(const QxJob& job, const ReducedRegion& small, float scale, GIMG<unsigned char>& upImage) {
+void enlargeWithDetail(const QxJob& job, const ReducedRegion* small, float scale, GIMG<unsigned char>& upImage) {
     const int rw = job.roiWidth, rh = job.roiHeight;
-    const int sw = small.width, sh = small.height;
-    const double enlarge = 1.0f / scale;  // single precision, as the factor is formed
     unsigned char* source = regionOf(job.imagePixels, job.imageStep, job.roiX, job.roiY, 4);
+    if (!small) {
+        // Nothing was reduced, so nothing is enlarged and there is no
+        // low-pass copy: the source colours stand, without detail.
+        ippiCopy_8u_C1R(source, job.imageStep, upImage.pixels, upImage.step, rw * 4, rh);
+        return;
+    }
+    const int sw = small->width, sh = small->height;
+    const double enlarge = 1.0f / scale;  // single precision, as the factor is formed
 
-    // Columns and rows that the enlargement doesn't reach (the reduced size was
-    // truncated) keep the source pixels.
+    // The enlargement writes the colour bytes of every pixel of the region,
+    // also of the columns and rows past the last reduced pixel's place (their
+    // taps repeat the edge). Byte 3, which it leaves, is given the source's
+    // so that no byte of upImage is undefined; nothing reads it.
     ippiCopy_8u_C1R(source, job.imageStep, upImage.pixels, upImage.step, rw * 4, rh);
-    ippiResize_8u_AC4R(small.result.pixels, sw, sh, small.result.step, 0, 0, sw, sh, upImage.pixels, upImage.step, rw,
-                       rh, enlarge, enlarge, IPPI_INTER_CUBIC);
+    ippiResize_8u_AC4R(small->result.pixels, sw, sh, small->result.step, 0, 0, sw, sh, upImage.pixels, upImage.step,
+                       rw, rh, enlarge, enlarge, IPPI_INTER_CUBIC);
 
-    // Low-pass copy of the green channel: reduced and enlarged again. Where the
-    // enlargement doesn't reach, the low-pass copy is the channel itself and
-    // the detail 0.
+    // Low-pass copy of the green channel: reduced and enlarged again, over the
+    // whole region as above.
     GIMG<unsigned char> green(rw, rh), smallGreen(sw, sh), lowPass(rw, rh);
     ippiCopy_8u_C4C1R(source + 1, job.imageStep, green.pixels, green.step, rw, rh);
     ippiResize_8u_C1R(green.pixels, rw, rh, green.step, 0, 0, rw, rh, smallGreen.pixels, smallGreen.step, sw, sh,
                       static_cast<double>(scale), static_cast<double>(scale), IPPI_INTER_CUBIC);
-    ippiCopy_8u_C1R(green.pixels, green.step, lowPass.pixels, lowPass.step, rw, rh);
     ippiResize_8u_C1R(smallGreen.pixels, sw, sh, smallGreen.step, 0, 0, sw, sh, lowPass.pixels, lowPass.step, rw, rh,
                       enlarge, enlarge, IPPI_INTER_CUBIC);
 

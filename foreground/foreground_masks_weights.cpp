@@ -15,7 +15,7 @@ std::vector<float> makeTileVector(std::size_t n) {
     }
 }
 
-GIMG<float> makeTileImage(int width, int height) {
+GIMG<float> makeColourImage(int width, int height) {
     try {
         return GIMG<float>(width, height);
     } catch (const std::bad_alloc&) {
@@ -55,7 +55,7 @@ void gradientMasks(const GIMG<float>& alphaF, GIMG<float>* const masks[4]) {
 std::vector<float> alphaGradients(const GIMG<float>& alphaF, GIMG<float>* const masks[4]) {
     const int w = alphaF.width, h = alphaF.height;
     const int n = w * h;
-    GIMG<float> grad[4] = {makeTileImage(w, h), makeTileImage(w, h), makeTileImage(w, h), makeTileImage(w, h)};
+    GIMG<float> grad[4] = {GIMG<float>(w, h), GIMG<float>(w, h), GIMG<float>(w, h), GIMG<float>(w, h)};
     for (auto& g : grad) ippiSet_32f_C1R(0.0f, g.pixels, g.step, w, h);
 
     // Convolutions: the kernels stand reversed, so each gives a(p) - a(q) for

@@ -15,8 +15,9 @@ namespace qx {
 
 // A vector of n floats, zeroed; allocation failure throws QxBase::QXRC_VECTOR.
 std::vector<float> makeTileVector(std::size_t n);
-// A float image of tile size; allocation failure throws QxBase::QXRC_FLOAT_IMAGE.
-GIMG<float> makeTileImage(int width, int height);
+// A colour plane's float image of tile size; its allocation failure throws
+// QxBase::QXRC_FLOAT_IMAGE. (Other tile images let std::bad_alloc pass.)
+GIMG<float> makeColourImage(int width, int height);
 
 // ---- Assembly, from the alpha alone ----------------------------------------
 

@@ -7,10 +7,21 @@ namespace qx {
 
 namespace {
 
-int recoverForeground(const QxJob& job, bool blendEdges) {
+int recoverForeground(const QxJob* jobPointer, bool blendEdges) {
+    // Refused arguments fail before anything is touched; an empty region is a
+    // success with nothing to do.
+    switch (checkRegion(jobPointer, true)) {
+        case RegionCheck::refused: return kForegroundColumn.other;
+        case RegionCheck::empty: return 0;
+        case RegionCheck::workable: break;
+    }
+    const QxJob& job = *jobPointer;
     const float scale = 0.25f;
     const int w = static_cast<int>(job.roiWidth * scale);
     const int h = static_cast<int>(job.roiHeight * scale);
+    // A region under 4 pixels in a direction reduces to nothing; its 3-pixel
+    // frame, which is never written, covers it whole.
+    if (w < 1 || h < 1) return 0;
     ReducedRegion small(w, h);
     reduceRegion(job, scale, small);
     {
@@ -31,7 +42,7 @@ int recoverForeground(const QxJob& job, bool blendEdges) {
     if (!solveTiles(grid, small, kForegroundLoopRule, failure)) return failure;
 
     GIMG<unsigned char> upImage(job.roiWidth * 4, job.roiHeight);
-    enlargeWithDetail(job, small, scale, upImage);
+    enlargeWithDetail(job, &small, scale, upImage);
     restoreDefinite(job, 251, upImage);
     if (blendEdges) blendWithOutput(job, edgeRampPlane(job.roiWidth, job.roiHeight), upImage);
     copyToOutput(job, upImage, 3);
@@ -45,5 +56,5 @@ int recoverForeground(const QxJob& job, bool blendEdges) {
 QX_EXPORT int qxRecoverForeground(QxJob* job, int blendEdges) {
     // The flag is a byte: any non-zero low byte sets it.
     const bool blend = static_cast<unsigned char>(blendEdges) != 0;
-    return qx::runExport(qx::kForegroundColumn, [&] { return qx::recoverForeground(*job, blend); });
+    return qx::runExport(qx::kForegroundColumn, [&] { return qx::recoverForeground(job, blend); });
 }

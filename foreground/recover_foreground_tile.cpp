@@ -12,18 +12,19 @@ int recoverForegroundTile(GIMG<unsigned char>* const planes[3], GIMG<unsigned ch
     const int w = planes[0]->width, h = planes[0]->height;
     const std::size_t n = static_cast<std::size_t>(w) * h;
 
-    // Inputs to float: colours 0..255, alpha 0..1.
-    GIMG<float> colour[3] = {makeTileImage(w, h), makeTileImage(w, h), makeTileImage(w, h)};
+    // Inputs to float: colours 0..255, alpha 0..1. Only the colour planes'
+    // images report their failure as the solver's status; the others, like
+    // every plain array, let the allocation failure pass.
+    GIMG<float> colour[3] = {makeColourImage(w, h), makeColourImage(w, h), makeColourImage(w, h)};
     for (int c = 0; c < 3; ++c)
         ippiConvert_8u32f_C1R(planes[c]->pixels, planes[c]->step, colour[c].pixels, colour[c].step, w, h);
-    GIMG<float> alphaF = makeTileImage(w, h);
+    GIMG<float> alphaF(w, h);
     ippiScale_8u32f_C1R(alpha.pixels, alpha.step, alphaF.pixels, alphaF.step, w, h, 0.0f, 1.0f);
 
     std::vector<float> dataWeightF, dataWeightB;
     CsrMatrix system;
     {
-        GIMG<float> maskImages[4] = {makeTileImage(w, h), makeTileImage(w, h), makeTileImage(w, h),
-                                     makeTileImage(w, h)};
+        GIMG<float> maskImages[4] = {GIMG<float>(w, h), GIMG<float>(w, h), GIMG<float>(w, h), GIMG<float>(w, h)};
         GIMG<float>* const masks[4] = {&maskImages[0], &maskImages[1], &maskImages[2], &maskImages[3]};
         gradientMasks(alphaF, masks);
         tickProgress();

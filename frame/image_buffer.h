@@ -93,7 +93,15 @@ protected:
             step = foreignStep;
             return;
         }
-        step = w * static_cast<int>(sizeof(T)) * C;
+        // A height below 1 would put the guard row in front of the block;
+        // such a buffer is refused as an allocation that cannot be made. (A
+        // zero or negative width still gives a block without a guard.)
+        if (h < 1) throw static_cast<int>(kAllocFailed);
+        if (h == 0x7FFFFFFF) throw static_cast<int>(kAllocTooHigh);  // no room for the guard row
+        // A row too long for a 32-bit step counts as an allocation failure.
+        const long long rowBytes = static_cast<long long>(w) * static_cast<long long>(sizeof(T)) * C;
+        if (rowBytes > kLongestRow) throw static_cast<int>(w > 5000 ? kAllocTooWide : kAllocFailed);
+        step = static_cast<int>(rowBytes);
         unsigned char* block = ippiMalloc_8u_C1(step, h + 1, &step);
         if (block) {
             ippAllocated = 1;
@@ -114,6 +122,8 @@ protected:
     }
 
 private:
+    // Leaves room for the allocators' rounding of the row.
+    static constexpr long long kLongestRow = 0x7FFFFFFFLL - 64;
     int uncaughtAtConstruction = std::uncaught_exceptions();
 
     unsigned char* guardRow() const {

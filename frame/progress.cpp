@@ -1,7 +1,6 @@
 // The shared progress bar. Jobs assign total, value and step between parallel
 // regions; ticks may come from worker threads and are serialised by the one
-// named critical section progressLock (shared with the refinement's
-// accumulation step).
+// named critical section progressLock.
 #include "frame/progress.h"
 
 namespace qx {

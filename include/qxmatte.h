@@ -25,6 +25,14 @@
  * propagates as a C++ exception; hosts calling from C should keep to valid
  * arguments there.
  *
+ * Sizes: qxMaskAlpha, qxRecoverForeground, qxRecoverForegroundCell,
+ * qxMaskBBox and qxDrawLine8u check their sizes and rectangles before
+ * anything is made or written (a safety departure from a plain pass-through:
+ * bad sizes used to reach the work buffers). A negative size, a rectangle
+ * reaching outside the image, a missing buffer or a step shorter than a row
+ * returns the export's failure value (given with each); a size of 0 is an
+ * empty image and a success with nothing done.
+ *
  * Internal failure codes (see qxMaskAlpha and qxGrabCut, which return them
  * biased by -1000, and qxRecoverForegroundCell and qxKeepCutToAlpha, which
  * return them as they are):
@@ -140,6 +148,14 @@ QXMATTE_API int qxSetupLib(int mask, const char *path);
  * Returns 1, or e - 1000 for an internal failure code e (so -1001 for a system
  * too large, -870 for an allocation failure, -875 for solver memory), or -1000
  * for any other failure. The mask holds partial results after a failure.
+ * Refused with -1000 and nothing touched: a NULL job, a negative width or
+ * height, a missing plane or mask, a step shorter than a row, and an
+ * unknownEstimate that is not a finite number of at least 0. A width or
+ * height of 0 returns 1. A finite estimate too large for memory still
+ * solves: a reduced side is never below 16 pixels (or half the image's side,
+ * if that is less), and an image under 6 pixels in either direction is always
+ * solved at full size. A pixel whose solution is not a number keeps its mark.
+ * Results are the same on any number of threads.
  */
 QXMATTE_API int qxMaskAlpha(QxMaskJob *job, int unused, float unknownEstimate,
                             int inHigh, int inLow, int outHigh, int outLow);
@@ -163,7 +179,11 @@ QXMATTE_API int qxKeepCutToAlpha(QxJob *job, int fullSize);
  * result into what outPixels held over 64 pixels at the rectangle's edges.
  * Uses the progress callback installed by the previous call. Returns 0 on
  * success, -1 for memory exhausted, a tile's internal failure code, or -1000.
- * outPixels is untouched on failure.
+ * outPixels is untouched on failure. Refused with -1000 before anything is
+ * touched: a NULL job, a negative rectangle size, a rectangle reaching
+ * outside width x height, a missing image, mask, out or aux plane, or a step
+ * shorter than a row of the image. An empty rectangle returns 0, as does one
+ * under 4 pixels in either direction (nothing of it would be written).
  */
 QXMATTE_API int qxRecoverForeground(QxJob *job, int blendEdges);
 
@@ -172,7 +192,13 @@ QXMATTE_API int qxRecoverForeground(QxJob *job, int blendEdges);
  * into outPixels towards the cell's edges. roiBorder 0: fixed scale 0.18 and a
  * 1-pixel frame left unwritten; non-zero: scale by image area, 3-pixel frame.
  * modeFlag: not read. Installs the job's progress callback (total 20000).
- * Returns 1, -1 for memory exhausted, an internal failure code, or -1000.
+ * Returns 1, -1 for memory exhausted (anywhere in the call, the tile solve
+ * included), an internal failure code, or -1000 (among others when a tile's
+ * colour planes or weight vectors cannot be made, or a reduced tile is under
+ * 3 pixels wide or high with unknown pixels in it). Refused with -1000
+ * before anything is touched: as qxRecoverForeground, without the aux plane.
+ * An empty rectangle returns 1 and touches nothing. The image area that
+ * chooses the scale is counted in 64 bits. auxPixels is not read.
  */
 QXMATTE_API int qxRecoverForegroundCell(QxJob *job, int modeFlag);
 
@@ -310,8 +336,10 @@ QXMATTE_API void qxShowKeepBlend(unsigned char *pixels, int step, int width, int
  * non-NULL, the numbers of valueKeep and valueCut pixels inside the box. A box
  * under 24 rows high (margins included) gives all zeros and counts of -1
  * (each written where its pointer is non-NULL); the box's width has no
- * minimum. step is in bytes for both depths. reserved: not read. Returns 1.
- * Failures pass to the host.
+ * minimum. step is in bytes for both depths. reserved: not read. Returns 1;
+ * a width or height of 0 gives the empty box. Returns 0 with nothing written
+ * for a NULL box output, a negative width or height, or (for a mask of any
+ * pixels) a NULL mask or a step shorter than a row.
  */
 QXMATTE_API int qxMaskBBox(int is16Bit, const void *pixels, int step, int width, int height,
                            int *outX, int *outWidth, int *outY, int *outHeight,
@@ -323,7 +351,9 @@ QXMATTE_API int qxMaskBBox(int is16Bit, const void *pixels, int step, int width,
  * mask, 8-connected with round ends. mode (low byte): 0 cut (1), 1 keep (255),
  * 2 unknown (0x7E), 3 the odd (fixed) value (value & 0xFE) + 1, so 200 paints
  * 201; anything else 0. Parts of the stroke outside the mask are clipped.
- * Returns 1. Failures (e.g. a negative radius) pass to the host.
+ * Returns 1, also for a mask of width or height 0 (nothing drawn). Returns 0
+ * with nothing drawn for a negative width or height, a NULL mask, a step
+ * shorter than a row, or a radius below 0 or above 16383.
  */
 QXMATTE_API int qxDrawLine8u(unsigned char *pixels, int step, int width, int height,
                              int x1, int y1, int x2, int y2, int radius, int mode, int value);

@@ -30,6 +30,20 @@ Path choosePath(int width, int height, float unknownEstimate, double& factor) {
     return factor <= 2.0 ? Path::half : Path::reduced;
 }
 
+// Sides of a scaled solve: at least one window, and on the reduced path at
+// least kFewestReducedSide (but never above half the image), whatever the
+// estimate made of the scale.
+constexpr int kFewestScaledSide = 3;
+constexpr int kFewestReducedSide = 16;
+
+int reducedSide(double scale, int side) {
+    const int half = side / 2;
+    const double scaled = scale * side;  // the scale is positive, at most 0.5
+    const int floor = half < kFewestReducedSide ? half : kFewestReducedSide;
+    if (!(scaled >= floor)) return floor;
+    return scaled > half ? half : static_cast<int>(scaled);
+}
+
 // The three plane reductions as one parallel loop; an exception cannot leave
 // a parallel region, so it is carried out and thrown after it.
 template <class Reduce>
@@ -68,7 +82,21 @@ void repairBorder(Plane& mask, int nearLines, int farLines) {
     for (int x = w - farLines; x < w; ++x) copyColumn(mask, w - farLines - 1, x);
 }
 
+// What the job must hold before any buffer is made: sizes not negative, the
+// planes and the mask present with steps that hold a row.
+bool validJob(const QxMaskJob* job) {
+    if (!job || job->width < 0 || job->height < 0) return false;
+    if (job->width == 0 || job->height == 0) return true;
+    if (!job->planes || !job->planes[0] || !job->planes[1] || !job->planes[2] || !job->marksPixels) return false;
+    return job->planeStep >= job->width && job->marksStep >= job->width;
+}
+
 int maskAlpha(QxMaskJob* job, float unknownEstimate, int inHigh, int inLow, int outHigh, int outLow) {
+    // Bad arguments return the export's failure value with nothing touched;
+    // an empty image is a success with nothing to do. An estimate that is not
+    // a finite count would make the working scale meaningless.
+    if (!validJob(job) || !std::isfinite(unknownEstimate) || unknownEstimate < 0.0f) return kMaskAlphaColumn.other;
+    if (job->width == 0 || job->height == 0) return 1;
     startProgress(job->progressCallback, job->progressCookie, 130, 0, 10);
     const int width = job->width, height = job->height;
     Plane hostMarks(width, height);
@@ -80,15 +108,18 @@ int maskAlpha(QxMaskJob* job, float unknownEstimate, int inHigh, int inLow, int 
     copyImage(fullMask, hostMarks);
 
     double factor = 0.0;
-    const Path path = choosePath(width, height, unknownEstimate, factor);
+    Path path = choosePath(width, height, unknownEstimate, factor);
+    // An image whose half is narrower than one window cannot be solved at
+    // reduced size; it is solved as it is.
+    if (width / 2 < kFewestScaledSide || height / 2 < kFewestScaledSide) path = Path::full;
     if (path == Path::full) {
         solveMatte(fullPlanes, fullMask, inHigh, inLow, outHigh, outLow);
     } else {
         int smallWidth = width / 2, smallHeight = height / 2;
         if (path == Path::reduced) {
             const double scale = 1.0 / factor;
-            smallWidth = static_cast<int>(scale * width);
-            smallHeight = static_cast<int>(scale * height);
+            smallWidth = reducedSide(scale, width);
+            smallHeight = reducedSide(scale, height);
         }
         Plane small0(smallWidth, smallHeight), small1(smallWidth, smallHeight), small2(smallWidth, smallHeight);
         Plane smallMask(smallWidth, smallHeight);

@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <exception>
-#include <memory>
 
 #include "frame/image_buffer.h"
 
@@ -13,33 +12,31 @@ namespace {
 constexpr float kSelfWeight = 0.000255f;
 constexpr float kSpatialSigma = 0.825f;
 
-// Scratch of one thread: the weight of one neighbour over the inner area.
-struct NeighbourWeights {
-    GIMG<unsigned char> distance;
-    GIMG<unsigned char> colourDistance;
-    NeighbourWeights(int w, int h) : distance(w, h), colourDistance(w, h) {}
-
-    // 8-bit weight of the neighbour at (dx, dy): range weight of the summed
-    // colour distance times the spatial byte, scale factor 7.
-    void compute(unsigned char* const planePixels[3], int planeStep, int w, int h, int dx, int dy,
-                 const unsigned char (&rangeWeight)[256]) {
-        for (int c = 0; c < 3; ++c) {
-            const unsigned char* centre = planePixels[c] + planeStep + 1;
-            const unsigned char* neighbour = centre + static_cast<std::ptrdiff_t>(dy) * planeStep + dx;
-            GIMG<unsigned char>& target = c == 0 ? distance : colourDistance;
-            ippiAbsDiff_8u_C1R(neighbour, planeStep, centre, planeStep, target.pixels, target.step, w, h);
-            if (c > 0)
-                ippiAdd_8u_C1IRSfs(colourDistance.pixels, colourDistance.step, distance.pixels, distance.step, w, h,
-                                   0);
-        }
-        ippiLUTPalette_8u_C1R(distance.pixels, distance.step, colourDistance.pixels, colourDistance.step, w, h,
-                              rangeWeight, 8);
-        const float spatial =
-            std::exp(-static_cast<float>(dx * dx + dy * dy) / (kSpatialSigma * kSpatialSigma * 2.0f));
-        const auto spatialByte = static_cast<Ipp8u>(static_cast<int>(spatial * 128.0f));
-        ippiMulC_8u_C1IRSfs(spatialByte, colourDistance.pixels, colourDistance.step, w, h, 7);
+// The 8-bit weight of the neighbour at (dx, dy) over the inner area, into
+// weight: range weight of the summed colour distance times the spatial byte,
+// scale factor 7. distance and colourDistance are the caller's scratch.
+void neighbourWeight(unsigned char* const planePixels[3], int planeStep, int w, int h, int dx, int dy,
+                     const unsigned char (&rangeWeight)[256], GIMG<unsigned char>& distance,
+                     GIMG<unsigned char>& colourDistance, unsigned char* weight, int weightStep) {
+    for (int c = 0; c < 3; ++c) {
+        const unsigned char* centre = planePixels[c] + planeStep + 1;
+        const unsigned char* neighbour = centre + static_cast<std::ptrdiff_t>(dy) * planeStep + dx;
+        GIMG<unsigned char>& target = c == 0 ? distance : colourDistance;
+        ippiAbsDiff_8u_C1R(neighbour, planeStep, centre, planeStep, target.pixels, target.step, w, h);
+        if (c > 0)
+            ippiAdd_8u_C1IRSfs(colourDistance.pixels, colourDistance.step, distance.pixels, distance.step, w, h, 0);
     }
-};
+    ippiLUTPalette_8u_C1R(distance.pixels, distance.step, weight, weightStep, w, h, rangeWeight, 8);
+    const float spatial = std::exp(-static_cast<float>(dx * dx + dy * dy) / (kSpatialSigma * kSpatialSigma * 2.0f));
+    const auto spatialByte = static_cast<Ipp8u>(static_cast<int>(spatial * 128.0f));
+    ippiMulC_8u_C1IRSfs(spatialByte, weight, weightStep, w, h, 7);
+}
+
+// Neighbours numbered 0..7 in reading order of (dx, dy), the centre left out.
+int neighbourIndex(int dx, int dy) {
+    const int k = (dy + 1) * 3 + (dx + 1);
+    return k < 4 ? k : k - 1;
+}
 
 }  // namespace
 
@@ -63,45 +60,46 @@ int refineAlphaBilateral(int width, int height, unsigned char* const alphaPixels
         rangeWeight[i] = static_cast<unsigned char>(static_cast<int>(std::exp(-3.0 * ratio * ratio) * 255.0));
     }
 
-    // One thread per row offset; only the accumulation into the shared sums
-    // takes the lock (the progress lock, the library's one lock).
-    std::exception_ptr failure;
-#pragma omp parallel
-    {
-        // Every thread reaches the loop even if its scratch could not be
-        // made, so that no thread waits at a barrier that another skipped.
-        std::unique_ptr<NeighbourWeights> scratch;
+    // The weights of all eight neighbours, one row offset per thread, each
+    // neighbour into its own band of rows. The scratch lives in the loop's
+    // body, so only threads with work make it, and its release (where a guard
+    // fault shows) lies inside the body's catch.
+    GIMG<unsigned char> weights(w, 8 * h);
+    auto weightRow = [&](int neighbour, int y) { return weights.row(neighbour * h + y); };
+    std::exception_ptr failure[3];
+#pragma omp parallel for schedule(static)
+    for (int dy = -1; dy <= 1; ++dy) {
         try {
-            scratch = std::make_unique<NeighbourWeights>(w, h);
-        } catch (...) {
-#pragma omp critical(refineFailure)
-            if (!failure) failure = std::current_exception();
-        }
-#pragma omp for schedule(static)
-        for (int dy = -1; dy <= 1; ++dy) {
-            if (!scratch) continue;
+            GIMG<unsigned char> distance(w, h), colourDistance(w, h);
             for (int dx = -1; dx <= 1; ++dx) {
                 if (dx == 0 && dy == 0) continue;
-                scratch->compute(planePixels, planeStep, w, h, dx, dy, rangeWeight);
-                const unsigned char* neighbourAlpha = alphaInner + static_cast<std::ptrdiff_t>(dy) * alphaStep + dx;
-                const GIMG<unsigned char>& weight = scratch->colourDistance;
-#pragma omp critical(progressLock)
-                {
-                    ippiAddProduct_8u32f_C1IR(weight.pixels, weight.step, neighbourAlpha, alphaStep, weighted.pixels,
-                                              weighted.step, w, h);
-                    ippiConvert_8u32f_C1R(weight.pixels, weight.step, reciprocal.pixels, reciprocal.step, w, h);
-                    ippiAdd_32f_C1IR(reciprocal.pixels, reciprocal.step, weightSum.pixels, weightSum.step, w, h);
-                }
+                neighbourWeight(planePixels, planeStep, w, h, dx, dy, rangeWeight, distance, colourDistance,
+                                weightRow(neighbourIndex(dx, dy), 0), weights.step);
             }
-        }
-        try {
-            scratch.reset();
         } catch (...) {
-#pragma omp critical(refineFailure)
-            if (!failure) failure = std::current_exception();
+            failure[dy + 1] = std::current_exception();
         }
     }
-    if (failure) std::rethrow_exception(failure);
+    for (const std::exception_ptr& f : failure)
+        if (f) std::rethrow_exception(f);
+
+    // The sums, row by row, each pixel taking its neighbours in one fixed
+    // order: the result doesn't depend on the threads or their timing, and
+    // no lock is needed.
+#pragma omp parallel for schedule(static)
+    for (int y = 0; y < h; ++y) {
+        for (int dy = -1; dy <= 1; ++dy)
+            for (int dx = -1; dx <= 1; ++dx) {
+                if (dx == 0 && dy == 0) continue;
+                const unsigned char* weight = weightRow(neighbourIndex(dx, dy), y);
+                const unsigned char* neighbourAlpha =
+                    alphaInner + static_cast<std::ptrdiff_t>(y + dy) * alphaStep + dx;
+                ippiAddProduct_8u32f_C1IR(weight, weights.step, neighbourAlpha, alphaStep, weighted.row(y),
+                                          weighted.step, w, 1);
+                ippiConvert_8u32f_C1R(weight, weights.step, reciprocal.row(y), reciprocal.step, w, 1);
+                ippiAdd_32f_C1IR(reciprocal.row(y), reciprocal.step, weightSum.row(y), weightSum.step, w, 1);
+            }
+    }
 
     ippiSet_32f_C1R(1.0f, reciprocal.pixels, reciprocal.step, w, h);
     ippiDiv_32f_C1IR(weightSum.pixels, weightSum.step, reciprocal.pixels, reciprocal.step, w, h);

@@ -68,24 +68,25 @@ void gauss5Horizontal(const uint16_t* A, const uint16_t* B, const uint16_t* C, I
 
 void gauss3(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, int w, int h) {
     const int n = w + 2;
+    roi::ThreadScratch<uint16_t> scratch(n);
 #pragma omp parallel if (static_cast<long long>(w) * h >= kParallelPixels)
     {
-        std::vector<uint16_t> v(n);
+        uint16_t* v = scratch.mine();
 #pragma omp for schedule(static)
         for (int y = 0; y < h; ++y) {
             const Ipp8u* centre = roi::row(src, srcStep, y) - 1;
-            gauss3Vertical(centre - srcStep, centre, centre + srcStep, v.data(), n);
-            gauss3Horizontal(v.data(), roi::row(dst, dstStep, y), w);
+            gauss3Vertical(centre - srcStep, centre, centre + srcStep, v, n);
+            gauss3Horizontal(v, roi::row(dst, dstStep, y), w);
         }
     }
 }
 
 void gauss5(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, int w, int h) {
     const int n = w + 4;
+    roi::ThreadScratch<uint16_t> scratch(3 * static_cast<size_t>(n));
 #pragma omp parallel if (static_cast<long long>(w) * h >= kParallelPixels)
     {
-        std::vector<uint16_t> buf(3 * static_cast<size_t>(n));
-        uint16_t* A = buf.data();
+        uint16_t* A = scratch.mine();
         uint16_t* B = A + n;
         uint16_t* C = B + n;
 #pragma omp for schedule(static)

@@ -58,17 +58,18 @@ IppStatus morph3x3(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, int w
     if (!src || !dst) return ippStsNullPtrErr;
     if (roi::badSize(w, h)) return ippStsSizeErr;
     if (srcStep < w + 2 || dstStep < w) return ippStsStepMarginErr;
+    roi::ThreadScratch<Ipp8u> scratch(static_cast<size_t>(w) + 2);
 #pragma omp parallel if (static_cast<long long>(w) * h >= kParallelPixels)
     {
-        std::vector<Ipp8u> v(static_cast<size_t>(w) + 2);
+        Ipp8u* v = scratch.mine();
 #pragma omp for schedule(static)
         for (int y = 0; y < h; ++y) {
             const Ipp8u* s = roi::row(src, srcStep, y) - 1;
             Ipp8u* d = roi::row(dst, dstStep, y);
             if (Erode) {
-                erode3Row(s - srcStep, s, s + srcStep, v.data(), d, w);
+                erode3Row(s - srcStep, s, s + srcStep, v, d, w);
             } else {
-                dilate3Row(s - srcStep, s, s + srcStep, v.data(), d, w);
+                dilate3Row(s - srcStep, s, s + srcStep, v, d, w);
             }
         }
     }
@@ -142,17 +143,21 @@ IppStatus morphMaskInPlace(Ipp8u* img, int step, int w, int h, const Ipp8u* mask
         std::memcpy(&copy[static_cast<size_t>(r) * cw], roi::row(img, step, r - ay) - ax, cw);
     }
 
+    const size_t wide = static_cast<size_t>(w) + longest;
+    roi::ThreadScratch<Ipp8u> scratch(static_cast<size_t>(w) + 2 * wide);
 #pragma omp parallel if (static_cast<long long>(w) * h * std::max<size_t>(runs.size(), 1) >= kParallelPixels)
     {
-        std::vector<Ipp8u> acc(w), g(static_cast<size_t>(w) + longest), hs(static_cast<size_t>(w) + longest);
+        Ipp8u* acc = scratch.mine();
+        Ipp8u* g = acc + w;
+        Ipp8u* hs = g + wide;
 #pragma omp for schedule(static)
         for (int y = 0; y < h; ++y) {
-            std::fill(acc.begin(), acc.end(), Op::start);
+            std::fill(acc, acc + w, Op::start);
             for (const Run& run : runs) {
                 const Ipp8u* seg = &copy[static_cast<size_t>(y + run.row) * cw + run.col];
-                windowExtreme<Op>(seg, run.len, w, acc.data(), g.data(), hs.data());
+                windowExtreme<Op>(seg, run.len, w, acc, g, hs);
             }
-            std::memcpy(roi::row(img, step, y), acc.data(), w);
+            std::memcpy(roi::row(img, step, y), acc, w);
         }
     }
     return ippStsNoErr;

@@ -118,13 +118,14 @@ void resizePlane(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, int dst
     // Both axes share the interpolation, so N fits both; super-sampling's
     // counts differ per axis.
     const int cx = N ? N : tx.count, cy = N ? N : ty.count;
+    roi::ThreadScratch<float> rowBuf(static_cast<size_t>(span) * Channels);
+    roi::ThreadScratch<const Ipp8u*> rowScratch(static_cast<size_t>(cy));
 #pragma omp parallel if (static_cast<long long>(dstW) * dstH >= kParallelPixels)
     {
-        std::vector<float> rowBuf(static_cast<size_t>(span) * Channels);
-        std::vector<const Ipp8u*> rows(cy);
+        const Ipp8u** rows = rowScratch.mine();
 #pragma omp for schedule(static)
         for (int y = 0; y < dstH; ++y) {
-            float* t = rowBuf.data();
+            float* t = rowBuf.mine();
             const float* wy = &ty.weight[static_cast<size_t>(y) * cy];
             for (int k = 0; k < cy; ++k) {
                 rows[k] = roi::row(src, srcStep, ty.index[static_cast<size_t>(y) * cy + k]) +

@@ -3,8 +3,11 @@
 // the steps (-14); they are a handful of compares per call, never per pixel.
 #pragma once
 
+#include <omp.h>
+
 #include <cstddef>
 #include <type_traits>
+#include <vector>
 
 #include "primitives/primitives.h"
 
@@ -56,6 +59,18 @@ inline IppStatus check3(const void* p1, int step1, int bytes1, const void* p2, i
     if (badStep(step1, w, bytes1) || badStep(step2, w, bytes2) || badStep(step3, w, bytes3)) return ippStsStepErr;
     return ippStsNoErr;
 }
+
+// Per-thread scratch of a parallel region, made before the region opens, so
+// that running out of memory throws std::bad_alloc to the caller rather than
+// ending the process from inside the region.
+template <class T>
+struct ThreadScratch {
+    std::size_t per;
+    std::vector<T> all;
+    explicit ThreadScratch(std::size_t perThread)
+        : per(perThread), all(perThread * static_cast<std::size_t>(omp_get_max_threads())) {}
+    T* mine() { return all.data() + per * static_cast<std::size_t>(omp_get_thread_num()); }
+};
 
 }  // namespace roi
 }  // namespace qx

@@ -8,6 +8,9 @@
 namespace {
 
 // Pen value of a mode: cut, keep, unknown, a fixed (odd) alpha, else 0.
+// The widest pen the line drawing takes.
+constexpr int kThickestPen = 32767;
+
 int penValue(int mode, int value) {
     switch (mode & 0xFF) {
         case 0: return 1;
@@ -22,6 +25,12 @@ int penValue(int mode, int value) {
 
 QX_EXPORT int qxDrawLine8u(unsigned char* pixels, int step, int width, int height, int x1, int y1, int x2,
                            int y2, int radius, int mode, int value) {
+    // Refused before the mask is touched: a negative size, a missing mask or
+    // a step shorter than a row, a negative or too wide pen. An empty mask has
+    // nothing to draw on.
+    if (width < 0 || height < 0 || radius < 0 || radius > (kThickestPen - 1) / 2) return 0;
+    if (width == 0 || height == 0) return 1;
+    if (!pixels || step < width) return 0;
     cv::Mat mask(height, width, CV_8UC1, pixels, static_cast<std::size_t>(step));
     cv::line(mask, cv::Point(x1, y1), cv::Point(x2, y2), cv::Scalar(penValue(mode, value)), 2 * radius + 1,
              cv::LINE_8, 0);

@@ -119,6 +119,11 @@ void boundingBox(const M& m, int width, int height, int* outX, int* outWidth, in
 QX_EXPORT int qxMaskBBox(int is16Bit, const void* pixels, int step, int width, int height, int* outX,
                          int* outWidth, int* outY, int* outHeight, int* outCountKeep, int* outCountCut,
                          int /*reserved*/, int valueKeep, int valueCut) {
+    // Refused: missing box outputs, a negative size, and for a mask with
+    // pixels a missing mask or a step shorter than a row. Nothing is written.
+    if (!outX || !outWidth || !outY || !outHeight || width < 0 || height < 0) return 0;
+    const long long rowBytes = static_cast<long long>(width) * (is16Bit ? 2 : 1);
+    if (width > 0 && height > 0 && (!pixels || step < rowBytes)) return 0;
     const auto* base = static_cast<const unsigned char*>(pixels);
     if (is16Bit)
         boundingBox(Mask16{base, step, valueKeep * 128, valueCut * 128}, width, height, outX, outWidth, outY,

@@ -71,6 +71,20 @@ TEST(ImageBuffer, FallBackAllocatorWidensTheRow) {
     EXPECT_EQ(16, z.step);
 }
 
+TEST(ImageBuffer, HeightsBelowOneAndOverlongRowsAreRefused) {
+    // A height below 1 would put the guard in front of the block: 102 instead.
+    for (int h : {-1, 0, -1000}) {
+        EXPECT_EQ(102, destroyAfter<GIMG<unsigned char>>(10, h, [](auto&) {}));
+        EXPECT_EQ(102, destroyAfter<GIMG<float>>(10, h, [](auto&) {}));
+        EXPECT_EQ(102, destroyAfter<IMG3<float>>(1, h, [](auto&) {}));
+    }
+    EXPECT_EQ(0, destroyAfter<IMG3<unsigned char>>(1, 1, [](auto& b) { std::memset(b.row(0), 1, 3); }));
+    EXPECT_EQ(0, destroyAfter<GIMG<unsigned char>>(-1, 1, [](auto&) {}));  // no guard, still freed
+    // 2^28 three-channel floats is a row of 3 GB: too long for a step.
+    EXPECT_EQ(112, destroyAfter<IMG3<float>>(1 << 28, 1, [](auto&) {}));
+    EXPECT_EQ(113, destroyAfter<GIMG<unsigned char>>(1, 0x7FFFFFFF, [](auto&) {}));
+}
+
 TEST(ImageBuffer, AttachedBufferTouchesNothingAndViewsMove) {
     std::vector<unsigned char> host(6 * 12, 0x55);  // exactly 6 rows: nothing behind them
     { GIMG<unsigned char> a(10, 6, host.data(), 12); }

@@ -1,0 +1,52 @@
+#include "support/allocation_faults.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace qxtest {
+namespace {
+
+std::atomic<bool> armed{false};
+std::atomic<long> count{0};
+std::atomic<long> failAtCall{-1};
+std::atomic<std::size_t> onlySize{0};
+std::atomic<bool> refused{false};
+
+void* allocate(std::size_t n) {
+    if (armed.load(std::memory_order_relaxed)) {
+        const std::size_t size = onlySize.load(std::memory_order_relaxed);
+        if (size == 0 || size == n) {
+            if (count.fetch_add(1) == failAtCall.load()) {
+                refused = true;
+                throw std::bad_alloc();
+            }
+        }
+    }
+    if (void* p = std::malloc(n ? n : 1)) return p;
+    throw std::bad_alloc();
+}
+
+}  // namespace
+
+AllocationFaults::AllocationFaults(long failAt, std::size_t size) {
+    count = 0;
+    refused = false;
+    failAtCall = failAt;
+    onlySize = size;
+    armed = true;
+}
+
+AllocationFaults::~AllocationFaults() { armed = false; }
+
+long AllocationFaults::counted() const { return count.load(); }
+bool AllocationFaults::failed() const { return refused.load(); }
+
+}  // namespace qxtest
+
+void* operator new(std::size_t n) { return qxtest::allocate(n); }
+void* operator new[](std::size_t n) { return qxtest::allocate(n); }
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete[](void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
