@@ -9,7 +9,7 @@ packages=(
   libopencv-dev libsuitesparse-dev libopenblas-dev
   libcli11-dev libgtest-dev libbenchmark-dev
   gimp libgimp2.0-dev
-  python3-pybind11 python3-dev python3-numpy python3-pytest
+  python3-pybind11 python3-dev python3-numpy python3-pytest python3-pil
   clang libclang-rt-14-dev libomp-14-dev libfuzzer-14-dev
   valgrind cppcheck clang-tidy mandoc
 )

@@ -1,0 +1,74 @@
+// Exception classes made with the C API: a class with two built-in bases
+// (Error and MemoryError) cannot be declared through pybind11's helpers.
+#include "errors.h"
+
+namespace qxpy {
+
+namespace {
+
+PyObject* errorType = nullptr;
+PyObject* outOfMemoryType = nullptr;
+
+}  // namespace
+
+void addErrors(py::module_& m) {
+    errorType = PyErr_NewExceptionWithDoc(
+        "qxmatte.Error",
+        "The library returned a failure value.\n\n"
+        "Attributes:\n"
+        "    code: the value the library returned\n"
+        "    function: the name of the library function that returned it",
+        PyExc_RuntimeError, nullptr);
+    if (!errorType) throw py::error_already_set();
+    py::handle(errorType).attr("code") = py::none();
+    py::handle(errorType).attr("function") = py::none();
+    py::tuple bases = py::make_tuple(py::handle(errorType), py::handle(PyExc_MemoryError));
+    outOfMemoryType = PyErr_NewExceptionWithDoc("qxmatte.OutOfMemoryError",
+                                                "The library ran out of memory (an Error and a MemoryError).",
+                                                bases.ptr(), nullptr);
+    if (!outOfMemoryType) throw py::error_already_set();
+    // The module holds its own references; these two stay for the process.
+    m.add_object("Error", py::reinterpret_borrow<py::object>(errorType));
+    m.add_object("OutOfMemoryError", py::reinterpret_borrow<py::object>(outOfMemoryType));
+}
+
+void raiseFailure(const char* exportName, int value, bool outOfMemory, const std::string& sentence) {
+    py::handle type(outOfMemory ? outOfMemoryType : errorType);
+    py::object error =
+        type(sentence + " (" + exportName + " returned " + std::to_string(value) + ")");
+    error.attr("code") = value;
+    error.attr("function") = exportName;
+    PyErr_SetObject(type.ptr(), error.ptr());
+    throw py::error_already_set();
+}
+
+}  // namespace qxpy
+
+#include <cstring>
+
+namespace qxpy {
+
+void raiseExportFailure(const char* exportName, int value) {
+    // qxMaskAlpha and qxGrabCut return an internal code biased by -1000.
+    const bool biased = !std::strcmp(exportName, "qxMaskAlpha") || !std::strcmp(exportName, "qxGrabCut");
+    const int code = biased && value < -800 && value != -1000 ? value + 1000 : value;
+    bool memory = false;
+    std::string sentence;
+    switch (code) {
+    case 102: case 112: case 113: case 125: case 130:
+        memory = true;
+        sentence = "out of memory";
+        break;
+    case -1:
+        memory = !biased;
+        sentence = biased ? "the region to solve is too large" : "out of memory";
+        break;
+    case -5: sentence = "the marks do not allow a solve: mark some foreground and some background"; break;
+    case 103: sentence = "an internal buffer overrun was detected"; break;
+    case 121: case 122: case 123: sentence = "the sparse solver failed"; break;
+    default: sentence = "the library failed"; break;
+    }
+    raiseFailure(exportName, value, memory, sentence);
+}
+
+}  // namespace qxpy

@@ -1,0 +1,29 @@
+// The module's exceptions: qxmatte.Error for a failure value returned by the
+// library, and qxmatte.OutOfMemoryError (an Error and a MemoryError) when the
+// library ran out of memory.
+#pragma once
+
+#include <pybind11/pybind11.h>
+
+#include <string>
+
+namespace qxpy {
+
+namespace py = pybind11;
+
+// Adds Error and OutOfMemoryError to the module.
+void addErrors(py::module_& m);
+
+// Raises Error (or OutOfMemoryError) with the message "<sentence> (<export>
+// returned <value>)"; the exception carries .code = value and .function =
+// exportName.
+[[noreturn]] void raiseFailure(const char* exportName, int value, bool outOfMemory, const std::string& sentence);
+
+}  // namespace qxpy
+
+namespace qxpy {
+
+// Raises the Error for a failure value that exportName returned.
+[[noreturn]] void raiseExportFailure(const char* exportName, int value);
+
+}  // namespace qxpy

@@ -1,0 +1,77 @@
+// Calling an export from Python: one call at a time in the process (the
+// exports share the progress state), with the GIL released while the library
+// works, and the caller's progress callable reached through one trampoline.
+#pragma once
+
+#include <pybind11/pybind11.h>
+
+#include <memory>
+#include <mutex>
+
+#include "qxmatte.h"
+
+namespace qxpy {
+
+namespace py = pybind11;
+
+// The one progress receiver. Every export call of the module installs the
+// trampoline with this cookie, so a later export that reuses the installed
+// callback never sees a stale cookie. fn is borrowed from the running call.
+struct ProgressSink {
+    PyObject* fn = nullptr;
+    std::unique_ptr<py::error_already_set> error;  // first exception the callable raised
+};
+
+extern ProgressSink progressSink;
+extern std::mutex exportLock;
+
+// The library's callback: calls progressSink.fn(value, total) under the GIL.
+int progressTrampoline(int value, int total, void* cookie);
+
+// TypeError unless progress is None or callable; RuntimeError when called
+// from inside a progress callback (the running call holds the lock).
+void checkCall(const py::object& progress);
+
+// Failures that the library lets pass (a thrown integer) become an Error.
+[[noreturn]] void raiseThrownValue(const char* exportName, int value);
+
+// Runs call() without the GIL and under exportLock, with progress reaching
+// `progress` (None: silent). Returns what call() returns; an exception raised
+// by the progress callable is raised once the call is over.
+template <class Call>
+int callExport(const char* exportName, const py::object& progress, Call&& call) {
+    checkCall(progress);
+    PyObject* fn = progress.is_none() ? nullptr : progress.ptr();
+    std::unique_ptr<py::error_already_set> callbackError;
+    int result = 0;
+    bool threw = false;
+    int thrownValue = 0;
+    {
+        py::gil_scoped_release nogil;
+        std::lock_guard<std::mutex> lock(exportLock);
+        // Runs on every way out, before the lock and the GIL are taken back.
+        struct Reset {
+            std::unique_ptr<py::error_already_set>& out;
+            ~Reset() {
+                progressSink.fn = nullptr;
+                out = std::move(progressSink.error);
+            }
+        } reset{callbackError};
+        progressSink.fn = fn;
+        try {
+            result = call();
+        } catch (int value) {
+            threw = true;
+            thrownValue = value;
+        }
+    }
+    if (callbackError) {
+        py::error_already_set e = *callbackError;
+        callbackError.reset();
+        throw e;
+    }
+    if (threw) raiseThrownValue(exportName, thrownValue);
+    return result;
+}
+
+}  // namespace qxpy

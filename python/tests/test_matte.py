@@ -1,0 +1,104 @@
+# qxmatte.matte: the command-line tool's bytes, any strides, inputs untouched,
+# progress, and argument errors.
+import numpy as np
+import pytest
+
+import qxmatte
+from conftest import SAMPLES, read, synthetic
+
+
+def test_equals_the_command_line_tool_on_the_sample(astronaut, cli):
+    image, trimap = astronaut
+    cli("matte", SAMPLES / "astronaut.png", SAMPLES / "astronaut_trimap.png", "-o", "alpha.png")
+    expected = read(cli.path("alpha.png"))
+    alpha = qxmatte.matte(image, trimap)
+    assert alpha.dtype == np.uint8 and alpha.shape == trimap.shape and alpha.flags.c_contiguous
+    np.testing.assert_array_equal(alpha, expected)
+    # The solve did something: soft values in most of the band, and 0 and 255
+    # only where the trimap held them.
+    band = (trimap != 0) & (trimap != 255)
+    assert ((alpha[band] != 0) & (alpha[band] != 255)).mean() > 0.5
+    assert (trimap[alpha == 0] == 0).all() and (trimap[alpha == 255] == 255).all()
+
+
+def strided_views(a):
+    """The same pixels as a through other layouts: Fortran order, a reversed
+    double flip, and a slice of a larger array."""
+    yield np.asfortranarray(a)
+    yield np.ascontiguousarray(a[::-1, ::-1])[::-1, ::-1]
+    big = np.zeros((a.shape[0] * 2 + 1, a.shape[1] * 3) + a.shape[2:], np.uint8)
+    big[1::2, ::3] = a
+    yield big[1::2, ::3]
+
+
+def test_any_strides_give_the_same_alpha_and_inputs_stay_untouched():
+    image, trimap = synthetic(64, 96)
+    expected = qxmatte.matte(image, trimap)
+    for img, tri in zip(strided_views(image), strided_views(trimap)):
+        before = img.copy(), tri.copy()
+        np.testing.assert_array_equal(qxmatte.matte(img, tri), expected)
+        np.testing.assert_array_equal(img, before[0])
+        np.testing.assert_array_equal(tri, before[1])
+    # H x W x 1 trimaps and read-only arrays are taken as they are.
+    tri = trimap[:, :, None].copy()
+    tri.flags.writeable = False
+    np.testing.assert_array_equal(qxmatte.matte(image, tri), expected)
+
+
+def test_progress_reaches_any_callable_and_its_exceptions_come_back():
+    image, trimap = synthetic(64, 64)
+    seen = []
+    qxmatte.matte(image, trimap, progress=lambda value, total: seen.append((value, total)))
+    assert seen and all(total == 130 and 0 < value <= total for value, total in seen)
+    assert [v for v, _ in seen] == sorted(v for v, _ in seen)
+
+    class Stop(Exception):
+        pass
+
+    def fail(value, total):
+        raise Stop(value)
+
+    with pytest.raises(Stop):
+        qxmatte.matte(image, trimap, progress=fail)
+    # The module is usable afterwards, and a call from inside a callback is refused.
+    errors = []
+
+    def reenter(value, total):
+        try:
+            qxmatte.matte(image, trimap)
+        except RuntimeError as e:
+            errors.append(str(e))
+    qxmatte.matte(image, trimap, progress=reenter)
+    assert errors and "progress callback" in errors[0]
+    with pytest.raises(TypeError, match="progress"):
+        qxmatte.matte(image, trimap, progress=3)
+
+
+def test_unknown_estimate_chooses_the_working_scale():
+    image, trimap = synthetic(64, 64)
+    full = qxmatte.matte(image, trimap)
+    assert np.array_equal(qxmatte.matte(image, trimap, unknown=float((trimap == 128).sum())), full)
+    for bad in (-1, float("nan"), float("inf")):
+        with pytest.raises(ValueError, match="unknown"):
+            qxmatte.matte(image, trimap, unknown=bad)
+
+
+@pytest.mark.parametrize("image_shape, image_dtype, trimap_shape, trimap_dtype, message", [
+    ((8, 8, 4), np.uint8, (8, 8), np.uint8, r"image must be an H x W x 3 RGB image, got shape \(8, 8, 4\)"),
+    ((8, 8), np.uint8, (8, 8), np.uint8, r"image must be an H x W x 3"),
+    ((8, 8, 3), np.float32, (8, 8), np.uint8, r"image must be an array of uint8, got dtype float32"),
+    ((8, 8, 3), np.uint8, (8, 8), np.uint16, r"trimap must be an array of uint8, got dtype uint16"),
+    ((8, 8, 3), np.uint8, (8, 8, 2), np.uint8, r"trimap must be an H x W array"),
+    ((8, 8, 3), np.uint8, (8, 9), np.uint8, r"image and trimap differ in size: 8 x 8 and 8 x 9"),
+    ((0, 8, 3), np.uint8, (0, 8), np.uint8, r"image is empty"),
+])
+def test_bad_arrays_are_value_errors(image_shape, image_dtype, trimap_shape, trimap_dtype, message):
+    with pytest.raises(ValueError, match=message):
+        qxmatte.matte(np.zeros(image_shape, image_dtype), np.zeros(trimap_shape, trimap_dtype))
+
+
+def test_non_arrays_are_refused_by_name():
+    with pytest.raises(ValueError, match="trimap is None"):
+        qxmatte.matte(np.zeros((8, 8, 3), np.uint8), None)
+    with pytest.raises(ValueError, match="image must be an array of uint8"):
+        qxmatte.matte([[1, 2, 3]], np.zeros((1, 1), np.uint8))

@@ -1,0 +1,85 @@
+# The module as a whole: a cheap import, docstrings, exceptions, the GIL
+# released during a solve, and calls from several threads.
+import os
+import subprocess
+import sys
+import threading
+
+import numpy as np
+import pytest
+
+import qxmatte
+from conftest import synthetic
+
+PUBLIC = ["matte", "foreground"]
+
+
+def test_import_loads_no_numpy_and_every_function_has_a_docstring():
+    # Importing numpy would be most of the import's cost; the module only
+    # needs it once arrays arrive.
+    code = "import sys, qxmatte; print('numpy' in sys.modules)"
+    out = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, check=True,
+                         env=dict(os.environ))
+    assert out.stdout.strip() == "False"
+    assert "numpy" in qxmatte.__doc__
+    for name in PUBLIC:
+        doc = getattr(qxmatte, name).__doc__
+        assert doc.startswith(name + "(") and "Returns" in doc, name
+
+
+def test_library_failures_are_errors_carrying_the_value():
+    assert issubclass(qxmatte.Error, RuntimeError)
+    assert issubclass(qxmatte.OutOfMemoryError, qxmatte.Error)
+    assert issubclass(qxmatte.OutOfMemoryError, MemoryError)
+    # Over 500000 unknown pixels solved at full size: too large for one solve.
+    image = np.zeros((710, 710, 3), np.uint8)
+    trimap = np.full((710, 710), 128, np.uint8)
+    trimap[:, 0], trimap[:, -1] = 0, 255
+    with pytest.raises(qxmatte.Error) as failure:
+        qxmatte.matte(image, trimap, unknown=1)
+    assert failure.value.code == -1001 and failure.value.function == "qxMaskAlpha"
+    assert not isinstance(failure.value, MemoryError)
+    assert "too large" in str(failure.value)
+
+
+def test_a_second_thread_runs_while_the_library_solves(astronaut):
+    # With a switch interval far longer than the solve, a thread waiting for
+    # the GIL gets it before the call returns only if the call lets it go.
+    image, trimap = astronaut
+    order, go = [], threading.Event()
+
+    def other():
+        go.wait()
+        sum(range(100000))
+        order.append("other")
+    thread = threading.Thread(target=other)
+    thread.start()
+    interval = sys.getswitchinterval()
+    sys.setswitchinterval(100.0)
+    try:
+        go.set()
+        qxmatte.matte(image, trimap)
+        order.append("solve")
+    finally:
+        sys.setswitchinterval(interval)
+        thread.join()
+    assert order == ["other", "solve"]
+
+
+def test_calls_from_several_threads_give_the_sequential_results():
+    jobs = [synthetic(64 + 8 * i, 64, seed=i) for i in range(4)]
+    expected = [qxmatte.matte(image, trimap) for image, trimap in jobs]
+    results = [None] * len(jobs)
+    ticks = [[] for _ in jobs]
+
+    def run(i):
+        results[i] = qxmatte.matte(*jobs[i], progress=lambda v, t: ticks[i].append(v))
+    threads = [threading.Thread(target=run, args=(i,)) for i in range(len(jobs))]
+    for t in threads:
+        t.start()
+    for t in threads:
+        t.join()
+    for i in range(len(jobs)):
+        np.testing.assert_array_equal(results[i], expected[i])
+        # Each call's progress went to its own callable, one bar from the start.
+        assert ticks[i] == sorted(ticks[i]) and ticks[i][0] <= 20
