@@ -4,6 +4,7 @@
 
 #include "errors.h"
 #include "functions.h"
+#include "grabcut.h"
 
 namespace py = pybind11;
 using namespace pybind11::literals;
@@ -42,4 +43,58 @@ PYBIND11_MODULE(qxmatte, m) {
           "reduced-scale recovery over the whole image) or \"cell\" (the library's cell\n"
           "recovery, faded into the image at the edges).\n\n"
           "Returns a new H x W x 3 uint8 RGB array.");
+
+    m.def("grabcut", &qxpy::grabcut, "image"_a, "rect"_a = py::none(), "marks"_a = py::none(), py::kw_only(),
+          "band"_a = py::none(), "iterations"_a = 1,
+          "grabcut(image, rect=None, marks=None, *, band=None, iterations=1) -> trimap\n\n"
+          "A trimap from a rectangle around the object, by GrabCut.\n\n"
+          "image: H x W x 3 uint8 RGB. rect: (x, y, width, height) around the object,\n"
+          "inside the image, larger side 101 to 3199 pixels (default: the whole image);\n"
+          "outside it is background. marks: optional H x W uint8, 0 certain background,\n"
+          "255 certain foreground, anything else no mark. band: width in pixels of the\n"
+          "unknown band drawn along the selection's edge (default: 1% of the rectangle's\n"
+          "larger side, at least 4). iterations: GrabCut passes, as after each stroke.\n\n"
+          "Returns a new H x W uint8 trimap (0, 128, 255) for matte() and cutout().");
+
+    py::class_<qxpy::GrabCut>(m, "GrabCut",
+                              "GrabCut(image, rect=None, marks=None)\n\n"
+                              "An interactive GrabCut session: add strokes, run a pass, look at the\n"
+                              "selection, repeat; take a trimap at any point. Arguments as for\n"
+                              "grabcut(). Close it with close() or a with block; methods of a closed\n"
+                              "session raise ValueError.")
+        .def(py::init<const py::object&, const py::object&, const py::object&>(), "image"_a,
+             "rect"_a = py::none(), "marks"_a = py::none())
+        .def("keep", [](qxpy::GrabCut& g, const py::object& start, const py::object& end,
+                        int radius) { g.stroke(start, end, radius, 1); },
+             "start"_a, "end"_a = py::none(), py::kw_only(), "radius"_a = 3,
+             "keep(start, end=None, *, radius=3)\n\n"
+             "Mark a stroke from start (x, y) to end (default: a dot at start),\n"
+             "2 * radius + 1 wide, as certain foreground.")
+        .def("cut", [](qxpy::GrabCut& g, const py::object& start, const py::object& end,
+                       int radius) { g.stroke(start, end, radius, 0); },
+             "start"_a, "end"_a = py::none(), py::kw_only(), "radius"_a = 3,
+             "cut(start, end=None, *, radius=3)\n\nMark a stroke as certain background.")
+        .def("erase", [](qxpy::GrabCut& g, const py::object& start, const py::object& end,
+                         int radius) { g.stroke(start, end, radius, 2); },
+             "start"_a, "end"_a = py::none(), py::kw_only(), "radius"_a = 3,
+             "erase(start, end=None, *, radius=3)\n\nRemove the marks under a stroke.")
+        .def("run", &qxpy::GrabCut::run, "iterations"_a = 1,
+             "run(iterations=1) -> selection\n\n"
+             "GrabCut passes over the rectangle with the current marks; returns the\n"
+             "selection as a new H x W uint8 array (0 outside, 255 inside, soft between).")
+        .def_property_readonly("selection", &qxpy::GrabCut::selection,
+                               "The selection of the last pass, as run() returns it.")
+        .def("trimap", &qxpy::GrabCut::trimap, "band"_a = py::none(),
+             "trimap(band=None) -> trimap\n\n"
+             "The current selection as a trimap (0, 128, 255) with an unknown band along\n"
+             "its edge, as grabcut() returns it; runs a first pass if none ran yet. The\n"
+             "session stays open.")
+        .def("close", &qxpy::GrabCut::close, "close()\n\nEnd the session and free it. Closing twice is harmless.")
+        .def_property_readonly("closed", [](const qxpy::GrabCut& g) { return g.closed; })
+        .def_property_readonly("rect", &qxpy::GrabCut::rect, "(x, y, width, height) of the session.")
+        .def("__enter__", [](py::object self) { return self; })
+        .def("__exit__", [](qxpy::GrabCut& g, const py::args&) {
+            g.close();
+            return false;
+        });
 }

@@ -1,0 +1,214 @@
+// qxmatte.GrabCut and qxmatte.grabcut: a GrabCut session over a copy of the
+// image (qxGrabCut, qxGrabCutEdgeGen, qxGrabCutDeleteBuf), strokes in,
+// selection and trimap out.
+#include "grabcut.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "errors.h"
+#include "export_call.h"
+
+namespace qxpy {
+
+namespace {
+
+constexpr unsigned char kFixedCut = 0x01, kFixedKeep = 0xFF, kUnknown = 0x7E;
+constexpr int kClosed = -20000;  // what an export call reports on a closed session
+
+[[noreturn]] void closedError() { throw py::value_error("the GrabCut session is closed"); }
+
+int intItem(const py::sequence& s, std::size_t i, const char* name) {
+    try {
+        return py::cast<int>(s[i]);
+    } catch (const py::cast_error&) {
+        throw py::value_error(std::string(name) + " must hold integers, got " + std::string(py::repr(s)));
+    }
+}
+
+// The marks of a finished session as a grey trimap: fixed cut 0, fixed keep
+// 255, anything else (the unknown band) 128.
+py::array_t<unsigned char> trimapFromMarks(const std::vector<unsigned char>& marks, int height, int width) {
+    py::array_t<unsigned char> out = newMask(height, width);
+    unsigned char* o = out.mutable_data();
+    for (std::size_t i = 0; i < marks.size(); ++i)
+        o[i] = marks[i] == kFixedCut ? 0 : marks[i] == kFixedKeep ? 255 : 128;
+    return out;
+}
+
+}  // namespace
+
+GrabCut::GrabCut(const py::object& image, const py::object& rect, const py::object& marks) {
+    PixelView img = imageArg(image, "image");
+    width = img.width;
+    height = img.height;
+    int x = 0, y = 0, w = width, h = height;
+    if (!rect.is_none()) {
+        if (!py::isinstance<py::sequence>(rect) || py::len(rect) != 4)
+            throw py::value_error("rect must be (x, y, width, height), got " + std::string(py::repr(rect)));
+        py::sequence r = rect;
+        x = intItem(r, 0, "rect");
+        y = intItem(r, 1, "rect");
+        w = intItem(r, 2, "rect");
+        h = intItem(r, 3, "rect");
+        if (w < 1 || h < 1 || x < 0 || y < 0 || x > width - w || y > height - h)
+            throw py::value_error("rect (" + std::to_string(x) + ", " + std::to_string(y) + ", " + std::to_string(w) +
+                                  ", " + std::to_string(h) + ") is not inside the " + std::to_string(width) + " x " +
+                                  std::to_string(height) + " image");
+    }
+    // The session works on the rectangle grown by a margin: the margin is
+    // certain background, which seeds the colour models on the first pass. A
+    // rectangle touching every edge of the image has its own outer ring as
+    // that background instead.
+    const int margin = std::max(8, std::max(w, h) / 20);
+    const int rx = std::max(0, x - margin), ry = std::max(0, y - margin);
+    const int rw = std::min(width, x + w + margin) - rx, rh = std::min(height, y + h + margin) - ry;
+    if (std::max(rw, rh) < 101 || std::max(rw, rh) > 3199)
+        throw py::value_error("GrabCut needs a rectangle whose larger side (with a margin of " +
+                              std::to_string(margin) + " pixels where the image has room) is 101 to 3199 pixels, got " +
+                              std::to_string(rw) + " x " + std::to_string(rh));
+    if (rx == x && ry == y && rw == w && rh == h) {
+        ++x, ++y, w -= 2, h -= 2;
+    }
+
+    const py::ssize_t step = 4 * static_cast<py::ssize_t>(width);
+    pixels.resize(static_cast<std::size_t>(step) * height);
+    copyToPixels4(img, pixels.data(), step);
+    // Outside the rectangle: fixed cut. Inside: the grey marks (0 cut, 255
+    // keep) fixed, anything else no mark.
+    mask.assign(static_cast<std::size_t>(width) * height, kFixedCut);
+    PixelView m;
+    if (!marks.is_none()) {
+        m = maskArg(marks, "marks");
+        checkSameSize(img, "image", m, "marks");
+    }
+    for (int yy = y; yy < y + h; ++yy)
+        for (int xx = x; xx < x + w; ++xx) {
+            unsigned char v = m.data ? m.at(yy, xx, 0) : 128;
+            mask[static_cast<std::size_t>(yy) * width + xx] = v == 0 ? kFixedCut : v == 255 ? kFixedKeep : kUnknown;
+        }
+    aux = mask;
+
+    job.imagePixels = pixels.data();
+    job.imageStep = static_cast<int>(step);
+    job.maskPixels = mask.data();
+    job.maskStep = width;
+    job.auxPixels = aux.data();
+    job.auxStep = width;
+    job.width = width;
+    job.height = height;
+    job.grabX = rx;
+    job.grabY = ry;
+    job.grabWidth = rw;
+    job.grabHeight = rh;
+    userRect = {x, y, w, h};
+    job.progressCallback = progressTrampoline;
+    job.progressCookie = &progressSink;
+}
+
+GrabCut::~GrabCut() {
+    if (closed) return;
+    // Never wait for the lock while holding the GIL: a running call's
+    // progress callback may be waiting for the GIL.
+    if (!exportLock.try_lock()) {
+        py::gil_scoped_release nogil;
+        exportLock.lock();
+    }
+    try {
+        if (!closed) qxGrabCutDeleteBuf(&job);
+    } catch (...) {
+        // Nothing can be reported from a destructor; the planes die with it.
+    }
+    closed = true;
+    exportLock.unlock();
+}
+
+py::tuple GrabCut::rect() const { return py::make_tuple(userRect[0], userRect[1], userRect[2], userRect[3]); }
+
+void GrabCut::stroke(const py::object& start, const py::object& end, int radius, int mode) {
+    if (radius < 0) throw py::value_error("radius must be 0 or more, got " + std::to_string(radius));
+    auto point = [](const py::object& p, const char* name) {
+        if (!py::isinstance<py::sequence>(p) || py::len(p) != 2)
+            throw py::value_error(std::string(name) + " must be a point (x, y), got " + std::string(py::repr(p)));
+        py::sequence s = p;
+        return std::make_pair(intItem(s, 0, name), intItem(s, 1, name));
+    };
+    auto a = point(start, "start");
+    auto b = end.is_none() ? a : point(end, "end");
+    int rc = callExport("qxDrawLine8u", py::none(), [&] {
+        if (closed) return kClosed;
+        return qxDrawLine8u(mask.data(), width, width, height, a.first, a.second, b.first, b.second, radius, mode, 0);
+    });
+    if (rc == kClosed) closedError();
+}
+
+py::array_t<unsigned char> GrabCut::run(int iterations) {
+    if (iterations < 1) throw py::value_error("iterations must be 1 or more, got " + std::to_string(iterations));
+    for (int i = 0; i < iterations; ++i) {
+        int rc = callExport("qxGrabCut", py::none(), [&] { return closed ? kClosed : qxGrabCut(&job, 0); });
+        if (rc == kClosed) closedError();
+        if (rc == -2)
+            throw py::value_error("GrabCut cannot work on this rectangle: its reduced copy would be 10 pixels or "
+                                  "less on a side");
+        if (rc != 1) raiseExportFailure("qxGrabCut", rc);
+        ++passes;
+    }
+    return selection();
+}
+
+py::array_t<unsigned char> GrabCut::selection() const {
+    py::array_t<unsigned char> out = newMask(height, width);
+    unsigned char* o = out.mutable_data();
+    for (std::size_t i = 0; i < mask.size(); ++i) o[i] = mask[i] >= 0xFE ? 255 : mask[i] & 0xFE;
+    return out;
+}
+
+py::array_t<unsigned char> GrabCut::trimap(const py::object& band) {
+    int bandWidth = 0;
+    if (band.is_none()) {
+        bandWidth = defaultBand(userRect[2], userRect[3]);
+    } else {
+        bandWidth = py::cast<int>(band);
+        if (bandWidth < 0) throw py::value_error("band must be 0 or more pixels, got " + std::to_string(bandWidth));
+    }
+    if (passes == 0) run(1);
+    // The band and the final fixing run on copies of the planes, without the
+    // session, which stays open for more strokes.
+    std::vector<unsigned char> m = mask, a = aux;
+    QxJob copy = job;
+    copy.maskPixels = m.data();
+    copy.auxPixels = a.data();
+    copy.grabCutSession = nullptr;
+    int rc = callExport("qxGrabCutEdgeGen", py::none(), [&] {
+        if (closed) return kClosed;
+        qxGrabCutEdgeGen(&copy, bandWidth);
+        qxGrabCutDeleteBuf(&copy);
+        return 1;
+    });
+    if (rc == kClosed) closedError();
+    return trimapFromMarks(m, height, width);
+}
+
+void GrabCut::close() {
+    callExport("qxGrabCutDeleteBuf", py::none(), [&] {
+        if (!closed) qxGrabCutDeleteBuf(&job);
+        job.grabCutSession = nullptr;
+        closed = true;
+        return 1;
+    });
+}
+
+int defaultBand(int width, int height) {
+    return std::max(4, static_cast<int>(std::lround(0.01 * std::max(width, height))));
+}
+
+py::array_t<unsigned char> grabcut(const py::object& image, const py::object& rect, const py::object& marks,
+                                   const py::object& band, int iterations) {
+    GrabCut session(image, rect, marks);
+    session.run(iterations);
+    py::array_t<unsigned char> result = session.trimap(band);
+    session.close();
+    return result;
+}
+
+}  // namespace qxpy

@@ -1,0 +1,107 @@
+# qxmatte.grabcut and the GrabCut session: the object found from a rectangle,
+# marks that stay as given, strokes, closing, and argument errors.
+import gc
+
+import numpy as np
+import pytest
+
+import qxmatte
+
+
+def scene(height=200, width=240, seed=3):
+    """A warm textured ellipse on a cool textured background, and its truth."""
+    rng = np.random.default_rng(seed)
+    yy, xx = np.mgrid[0:height, 0:width]
+    truth = ((yy - height / 2) / (height / 4)) ** 2 + ((xx - width / 2) / (width / 5)) ** 2 < 1
+    background = np.stack([40 + 30 * np.sin(xx * 0.2), 90 + 0 * xx, 160 + 30 * np.cos(yy * 0.15)], axis=-1)
+    foreground = np.stack([200 + 20 * np.sin(yy * 0.3), 120 + 0 * xx, 50 + 20 * np.cos(xx * 0.25)], axis=-1)
+    image = np.where(truth[..., None], foreground, background) + rng.normal(0, 12, (height, width, 3))
+    return np.clip(image, 0, 255).astype(np.uint8), truth
+
+
+def iou(a, b):
+    return (a & b).sum() / (a | b).sum()
+
+
+def test_a_rectangle_around_the_object_gives_its_trimap():
+    image, truth = scene()
+    rect = (60, 40, 120, 120)
+    trimap = qxmatte.grabcut(image, rect)
+    assert trimap.dtype == np.uint8 and trimap.shape == truth.shape
+    assert set(np.unique(trimap)) == {0, 128, 255}
+    assert iou(trimap >= 128, truth) > 0.9
+    x, y, w, h = rect
+    outside = np.ones_like(truth)
+    outside[y:y + h, x:x + w] = False
+    assert (trimap[outside] == 0).all()
+    # The unknown band follows the edge: every band pixel lies within the band
+    # width of a boundary pixel of the truth (band 4 here: 1% of 120, at least 4).
+    band = np.argwhere(trimap == 128)
+    edge = np.argwhere(truth ^ np.roll(truth, 1, axis=0) | truth ^ np.roll(truth, 1, axis=1))
+    nearest = np.min(np.hypot(*(band[:, None, :] - edge[None, :, :]).transpose(2, 0, 1)), axis=1)
+    assert np.percentile(nearest, 95) <= 6
+    wider = qxmatte.grabcut(image, rect, band=16)
+    assert (wider == 128).sum() > 2 * (trimap == 128).sum()
+
+
+def test_marks_stay_as_given_and_inputs_untouched():
+    image, truth = scene()
+    marks = np.full(truth.shape, 128, np.uint8)
+    marks[95:105, 110:130] = 0      # a cut inside the object
+    marks[5:15, 5:15] = 255         # a keep in the background
+    before = image.copy(), marks.copy()
+    trimap = qxmatte.grabcut(image, marks=marks[:, ::-1][:, ::-1], iterations=2)
+    assert (trimap[95:105, 110:130] == 0).all() and (trimap[5:15, 5:15] == 255).all()
+    np.testing.assert_array_equal(image, before[0])
+    np.testing.assert_array_equal(marks, before[1])
+
+
+def test_session_strokes_selection_and_closing():
+    image, truth = scene()
+    with qxmatte.GrabCut(image, (60, 40, 120, 120)) as session:
+        assert session.rect == (60, 40, 120, 120) and not session.closed
+        first = session.run()
+        assert first.dtype == np.uint8 and iou(first >= 128, truth) > 0.9
+        np.testing.assert_array_equal(session.selection, first)
+        session.cut((100, 100), (140, 100), radius=4)
+        second = session.run()
+        assert (second[97:104, 100:141] == 0).all()
+        trimap = session.trimap()
+        assert (trimap[97:104, 100:141] == 0).all()
+        session.erase((100, 100), (140, 100), radius=4)
+        assert iou(session.run() >= 128, truth) > 0.9  # the trimap left the session open
+    assert session.closed
+    for call in (session.run, session.trimap, lambda: session.keep((1, 1))):
+        with pytest.raises(ValueError, match="closed"):
+            call()
+    session.close()  # twice is harmless
+    # An open session is freed when it goes.
+    session = qxmatte.GrabCut(image)
+    session.run()
+    del session
+    gc.collect()
+
+
+@pytest.mark.parametrize("rect, message", [
+    ((200, 0, 100, 100), r"rect \(200, 0, 100, 100\) is not inside the 240 x 200 image"),
+    ((0, 0, 0, 50), "not inside"),
+    ((1, 2, 3), r"rect must be \(x, y, width, height\)"),
+    ((0.5, 0, 10, 10), "rect must hold integers"),
+    ((100, 80, 20, 20), "larger side .* is 101 to 3199 pixels, got 36 x 36"),
+])
+def test_bad_rectangles_are_value_errors(rect, message):
+    image, _ = scene()
+    with pytest.raises(ValueError, match=message):
+        qxmatte.grabcut(image, rect)
+
+
+def test_other_bad_arguments():
+    image, _ = scene()
+    with pytest.raises(ValueError, match="marks and image differ|image and marks differ"):
+        qxmatte.grabcut(image, marks=np.zeros((10, 10), np.uint8))
+    with pytest.raises(ValueError, match="iterations"):
+        qxmatte.grabcut(image, iterations=0)
+    with pytest.raises(ValueError, match="band"):
+        qxmatte.grabcut(image, band=-1)
+    with qxmatte.GrabCut(image) as session, pytest.raises(ValueError, match="radius"):
+        session.keep((1, 1), radius=-1)
