@@ -34,8 +34,7 @@ void addErrors(py::module_& m) {
 
 void raiseFailure(const char* exportName, int value, bool outOfMemory, const std::string& sentence) {
     py::handle type(outOfMemory ? outOfMemoryType : errorType);
-    py::object error =
-        type(sentence + " (" + exportName + " returned " + std::to_string(value) + ")");
+    py::object error = type(sentence);
     error.attr("code") = value;
     error.attr("function") = exportName;
     PyErr_SetObject(type.ptr(), error.ptr());
@@ -44,31 +43,29 @@ void raiseFailure(const char* exportName, int value, bool outOfMemory, const std
 
 }  // namespace qxpy
 
-#include <cstring>
+#include "qxhost.h"
 
 namespace qxpy {
 
-void raiseExportFailure(const char* exportName, int value) {
-    // qxMaskAlpha and qxGrabCut return an internal code biased by -1000.
-    const bool biased = !std::strcmp(exportName, "qxMaskAlpha") || !std::strcmp(exportName, "qxGrabCut");
-    const int code = biased && value < -800 && value != -1000 ? value + 1000 : value;
-    bool memory = false;
-    std::string sentence;
+namespace {
+
+// Whether a failure value means that memory ran out: the allocation codes,
+// and -1 from the exports that return codes unbiased (for qxKeepCutToAlpha
+// -1 may also mean a tile too large; its sentence says both).
+bool outOfMemory(const std::string& exportName, int value) {
+    const bool biased = exportName == "qxMaskAlpha" || exportName == "qxGrabCut";
+    const int code = biased && value < -800 ? value + 1000 : value;
     switch (code) {
-    case 102: case 112: case 113: case 125: case 130:
-        memory = true;
-        sentence = "out of memory";
-        break;
-    case -1:
-        memory = !biased;
-        sentence = biased ? "the region to solve is too large" : "out of memory";
-        break;
-    case -5: sentence = "the marks do not allow a solve: mark some foreground and some background"; break;
-    case 103: sentence = "an internal buffer overrun was detected"; break;
-    case 121: case 122: case 123: sentence = "the sparse solver failed"; break;
-    default: sentence = "the library failed"; break;
+        case 102: case 112: case 113: case 125: case 130: return true;
+        case -1: return !biased || exportName == "qxGrabCut";
+        default: return false;
     }
-    raiseFailure(exportName, value, memory, sentence);
+}
+
+}  // namespace
+
+void raiseExportFailure(const char* exportName, int value) {
+    raiseFailure(exportName, value, outOfMemory(exportName, value), qxhost::describeFailure(exportName, value));
 }
 
 }  // namespace qxpy

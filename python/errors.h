@@ -14,16 +14,16 @@ namespace py = pybind11;
 // Adds Error and OutOfMemoryError to the module.
 void addErrors(py::module_& m);
 
-// Raises Error (or OutOfMemoryError) with the message "<sentence> (<export>
-// returned <value>)"; the exception carries .code = value and .function =
-// exportName.
+// Raises Error (or OutOfMemoryError) with the sentence as its message,
+// carrying .code = value and .function = exportName.
 [[noreturn]] void raiseFailure(const char* exportName, int value, bool outOfMemory, const std::string& sentence);
 
 }  // namespace qxpy
 
 namespace qxpy {
 
-// Raises the Error for a failure value that exportName returned.
+// Raises the Error for a failure value that exportName returned, told in
+// words by the host layer.
 [[noreturn]] void raiseExportFailure(const char* exportName, int value);
 
 }  // namespace qxpy

@@ -50,4 +50,8 @@ void raiseThrownValue(const char* exportName, int value) {
                  std::string(exportName) + " failed inside the library with value " + std::to_string(value));
 }
 
+void raiseLibraryFailure(const qxhost::LibraryFailure& failure) {
+    raiseExportFailure(failure.exportName.c_str(), failure.value);
+}
+
 }  // namespace qxpy

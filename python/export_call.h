@@ -7,7 +7,9 @@
 
 #include <memory>
 #include <mutex>
+#include <string>
 
+#include "qxhost.h"
 #include "qxmatte.h"
 
 namespace qxpy {
@@ -34,10 +36,15 @@ void checkCall(const py::object& progress);
 
 // Failures that the library lets pass (a thrown integer) become an Error.
 [[noreturn]] void raiseThrownValue(const char* exportName, int value);
+// A failure value met by the host layer becomes an Error.
+[[noreturn]] void raiseLibraryFailure(const qxhost::LibraryFailure& failure);
 
 // Runs call() without the GIL and under exportLock, with progress reaching
 // `progress` (None: silent). Returns what call() returns; an exception raised
-// by the progress callable is raised once the call is over.
+// by the progress callable is raised once the call is over, then a failure
+// value the host layer met or an integer the library threw. Other C++
+// exceptions take pybind11's way (std::invalid_argument: ValueError,
+// std::bad_alloc: MemoryError).
 template <class Call>
 int callExport(const char* exportName, const py::object& progress, Call&& call) {
     checkCall(progress);
@@ -46,6 +53,7 @@ int callExport(const char* exportName, const py::object& progress, Call&& call) 
     int result = 0;
     bool threw = false;
     int thrownValue = 0;
+    std::unique_ptr<qxhost::LibraryFailure> failure;
     {
         py::gil_scoped_release nogil;
         std::lock_guard<std::mutex> lock(exportLock);
@@ -63,6 +71,8 @@ int callExport(const char* exportName, const py::object& progress, Call&& call) 
         } catch (int value) {
             threw = true;
             thrownValue = value;
+        } catch (const qxhost::LibraryFailure& e) {
+            failure = std::make_unique<qxhost::LibraryFailure>(e);
         }
     }
     if (callbackError) {
@@ -70,6 +80,7 @@ int callExport(const char* exportName, const py::object& progress, Call&& call) 
         callbackError.reset();
         throw e;
     }
+    if (failure) raiseLibraryFailure(*failure);
     if (threw) raiseThrownValue(exportName, thrownValue);
     return result;
 }

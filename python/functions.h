@@ -13,6 +13,7 @@ namespace py = pybind11;
 
 py::array_t<unsigned char> matte(const py::object& image, const py::object& trimap, const py::object& unknown,
                                  const py::object& progress);
-py::array_t<unsigned char> foreground(const py::object& image, const py::object& alpha, const std::string& method);
+py::array_t<unsigned char> foreground(const py::object& image, const py::object& alpha, const std::string& method,
+                                      const py::object& progress);
 
 }  // namespace qxpy

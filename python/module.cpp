@@ -20,6 +20,9 @@ PYBIND11_MODULE(qxmatte, m) {
         "raises qxmatte.Error (qxmatte.OutOfMemoryError, also a MemoryError, when\n"
         "memory ran out).";
     m.attr("__version__") = QXMATTE_VERSION;
+    // Each docstring starts with its own signature, in Python's terms.
+    py::options options;
+    options.disable_function_signatures();
     qxpy::addErrors(m);
 
     m.def("matte", &qxpy::matte, "image"_a, "trimap"_a, py::kw_only(), "unknown"_a = py::none(),
@@ -35,13 +38,15 @@ PYBIND11_MODULE(qxmatte, m) {
           "no solve or the unknown region is too large for one solve (use cutout()).");
 
     m.def("foreground", &qxpy::foreground, "image"_a, "alpha"_a, py::kw_only(), "method"_a = "full",
-          "foreground(image, alpha, *, method=\"full\") -> rgb\n\n"
+          "progress"_a = py::none(),
+          "foreground(image, alpha, *, method=\"full\", progress=None) -> rgb\n\n"
           "True colours of the foreground under an alpha: the background that shows\n"
           "through soft edges is taken out.\n\n"
           "image: H x W x 3 uint8 RGB. alpha: H x W uint8. method: \"full\" (a fast\n"
-          "full-resolution estimate, the default), \"design\" (the library's\n"
-          "reduced-scale recovery over the whole image) or \"cell\" (the library's cell\n"
-          "recovery, faded into the image at the edges).\n\n"
+          "full-resolution estimate, the default and usually the closest), \"design\"\n"
+          "(the library's reduced-scale recovery over the whole image) or \"cell\"\n"
+          "(the library's cell recovery, faded into the image at the edges). progress:\n"
+          "as for matte().\n\n"
           "Returns a new H x W x 3 uint8 RGB array.");
 
     m.def("grabcut", &qxpy::grabcut, "image"_a, "rect"_a = py::none(), "marks"_a = py::none(), py::kw_only(),

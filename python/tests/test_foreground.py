@@ -1,5 +1,6 @@
-# qxmatte.foreground: the library's two recoveries equal the command-line
-# tool's, and the estimate stays within the image's colours where alpha is 0.
+# qxmatte.foreground: all three methods equal the command-line tool's, the
+# colours change where the alpha is soft, strides make no difference, and
+# progress reaches the callable.
 import numpy as np
 import pytest
 
@@ -7,13 +8,13 @@ import qxmatte
 from conftest import SAMPLES, read, synthetic
 
 
-@pytest.mark.parametrize("method, flags", [("design", []), ("cell", ["--cell"])])
-def test_library_recoveries_equal_the_command_line_tool(astronaut, cli, method, flags):
+@pytest.mark.parametrize("method", ["full", "design", "cell"])
+def test_every_method_equals_the_command_line_tool(astronaut, cli, method):
     image, trimap = astronaut
     alpha = qxmatte.matte(image, trimap)
     cli("matte", SAMPLES / "astronaut.png", SAMPLES / "astronaut_trimap.png", "-o", "alpha.png")
-    cli("foreground", SAMPLES / "astronaut.png", "alpha.png", "-o", "fg.png", *flags)
-    fg = qxmatte.foreground(image, alpha, method=method)
+    cli("foreground", SAMPLES / "astronaut.png", "alpha.png", "-o", "fg.png", "--colours", method)
+    fg = qxmatte.foreground(image, alpha, method=method) if method != "full" else qxmatte.foreground(image, alpha)
     assert fg.shape == image.shape and fg.dtype == np.uint8
     np.testing.assert_array_equal(fg, read(cli.path("fg.png")))
     # The soft pixels' colours change.
@@ -25,11 +26,15 @@ def test_inputs_untouched_and_errors_named():
     image, trimap = synthetic(48, 40)
     alpha = qxmatte.matte(image, trimap)
     before = image.copy(), alpha.copy()
-    for method in ("design", "cell"):
-        qxmatte.foreground(image[:, ::-1], alpha[:, ::-1], method=method)
+    seen = []
+    for method in ("full", "design", "cell"):
+        flipped = qxmatte.foreground(image[:, ::-1], alpha[:, ::-1], method=method, progress=lambda v, t: seen.append(t))
+        np.testing.assert_array_equal(flipped, qxmatte.foreground(image[:, ::-1].copy(), alpha[:, ::-1].copy(),
+                                                                  method=method))
+    assert {100, 20000} <= set(seen)
     np.testing.assert_array_equal(image, before[0])
     np.testing.assert_array_equal(alpha, before[1])
     with pytest.raises(ValueError, match='method must be "full", "design" or "cell"'):
         qxmatte.foreground(image, alpha, method="best")
     with pytest.raises(ValueError, match="image and alpha differ in size"):
-        qxmatte.foreground(image, alpha[1:], method="design")
+        qxmatte.foreground(image, alpha[1:])

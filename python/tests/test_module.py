@@ -84,3 +84,17 @@ def test_calls_from_several_threads_give_the_sequential_results():
         np.testing.assert_array_equal(results[i], expected[i])
         # Each call's progress went to its own callable, one bar from the start.
         assert ticks[i] == sorted(ticks[i]) and ticks[i][0] <= 20
+
+
+def test_the_readme_example_composites_the_sample(tmp_path):
+    from conftest import ROOT, SAMPLES, read
+    readme = (ROOT / "README.md").read_text()
+    example = readme.split("```python\n", 1)[1].split("```", 1)[0]
+    (tmp_path / "samples").symlink_to(SAMPLES)
+    subprocess.run([sys.executable, "-c", example], cwd=tmp_path, check=True)
+    composite, trimap = read(tmp_path / "composite.png"), read(SAMPLES / "astronaut_trimap.png")
+    image = read(SAMPLES / "astronaut.png")
+    assert composite.shape == image.shape
+    # The figure stays where the trimap keeps it, and the background is replaced.
+    assert np.abs(composite[trimap == 255].astype(int) - image[trimap == 255]).mean() < 2
+    assert np.abs(composite[trimap == 0].astype(int) - image[trimap == 0]).mean() > 20
