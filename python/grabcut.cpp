@@ -8,6 +8,8 @@
 
 #include "errors.h"
 #include "export_call.h"
+#include "mat_bridge.h"
+#include "qxhost.h"
 
 namespace qxpy {
 
@@ -36,40 +38,38 @@ py::array_t<unsigned char> trimapFromMarks(const std::vector<unsigned char>& mar
     return out;
 }
 
+// GrabCut seeds its colour models from OpenCV's per-thread random generator.
+// Each call starts it as a new process has it, so that a result depends only
+// on the arguments (and equals the command-line tool's), not on earlier calls.
+void freshRandomState() { cv::theRNG() = cv::RNG(); }
+
 }  // namespace
+
+cv::Rect rectArg(const py::object& rect, int width, int height) {
+    if (rect.is_none()) return cv::Rect(0, 0, width, height);
+    if (!py::isinstance<py::sequence>(rect) || py::len(rect) != 4)
+        throw py::value_error("rect must be (x, y, width, height), got " + std::string(py::repr(rect)));
+    py::sequence r = rect;
+    const int x = intItem(r, 0, "rect"), y = intItem(r, 1, "rect"), w = intItem(r, 2, "rect"), h = intItem(r, 3, "rect");
+    if (w < 1 || h < 1 || x < 0 || y < 0 || x > width - w || y > height - h)
+        throw py::value_error("rect (" + std::to_string(x) + ", " + std::to_string(y) + ", " + std::to_string(w) + ", " +
+                              std::to_string(h) + ") is not inside the " + std::to_string(width) + " x " +
+                              std::to_string(height) + " image");
+    return cv::Rect(x, y, w, h);
+}
 
 GrabCut::GrabCut(const py::object& image, const py::object& rect, const py::object& marks) {
     PixelView img = imageArg(image, "image");
     width = img.width;
     height = img.height;
-    int x = 0, y = 0, w = width, h = height;
-    if (!rect.is_none()) {
-        if (!py::isinstance<py::sequence>(rect) || py::len(rect) != 4)
-            throw py::value_error("rect must be (x, y, width, height), got " + std::string(py::repr(rect)));
-        py::sequence r = rect;
-        x = intItem(r, 0, "rect");
-        y = intItem(r, 1, "rect");
-        w = intItem(r, 2, "rect");
-        h = intItem(r, 3, "rect");
-        if (w < 1 || h < 1 || x < 0 || y < 0 || x > width - w || y > height - h)
-            throw py::value_error("rect (" + std::to_string(x) + ", " + std::to_string(y) + ", " + std::to_string(w) +
-                                  ", " + std::to_string(h) + ") is not inside the " + std::to_string(width) + " x " +
-                                  std::to_string(height) + " image");
-    }
-    // The session works on the rectangle grown by a margin: the margin is
-    // certain background, which seeds the colour models on the first pass. A
-    // rectangle touching every edge of the image has its own outer ring as
-    // that background instead.
-    const int margin = std::max(8, std::max(w, h) / 20);
-    const int rx = std::max(0, x - margin), ry = std::max(0, y - margin);
-    const int rw = std::min(width, x + w + margin) - rx, rh = std::min(height, y + h + margin) - ry;
-    if (std::max(rw, rh) < 101 || std::max(rw, rh) > 3199)
-        throw py::value_error("GrabCut needs a rectangle whose larger side (with a margin of " +
-                              std::to_string(margin) + " pixels where the image has room) is 101 to 3199 pixels, got " +
-                              std::to_string(rw) + " x " + std::to_string(rh));
-    if (rx == x && ry == y && rw == w && rh == h) {
-        ++x, ++y, w -= 2, h -= 2;
-    }
+    const cv::Rect r = rectArg(rect, width, height);
+    const int x = r.x, y = r.y, w = r.width, h = r.height;
+    if (!qxhost::grabCutAccepts(w, h))
+        throw py::value_error("rect " + std::to_string(w) + " x " + std::to_string(h) +
+                              " is too small or too large for a GrabCut session: its longer side must be 101 to " +
+                              std::to_string(qxhost::kGrabCutMaxSide) +
+                              " pixels and its shorter side more than a tenth of that after halving (grabcut() "
+                              "takes longer rectangles on a reduced copy)");
 
     const py::ssize_t step = 4 * static_cast<py::ssize_t>(width);
     pixels.resize(static_cast<std::size_t>(step) * height);
@@ -97,10 +97,10 @@ GrabCut::GrabCut(const py::object& image, const py::object& rect, const py::obje
     job.auxStep = width;
     job.width = width;
     job.height = height;
-    job.grabX = rx;
-    job.grabY = ry;
-    job.grabWidth = rw;
-    job.grabHeight = rh;
+    job.grabX = x;
+    job.grabY = y;
+    job.grabWidth = w;
+    job.grabHeight = h;
     userRect = {x, y, w, h};
     job.progressCallback = progressTrampoline;
     job.progressCookie = &progressSink;
@@ -145,7 +145,11 @@ void GrabCut::stroke(const py::object& start, const py::object& end, int radius,
 py::array_t<unsigned char> GrabCut::run(int iterations) {
     if (iterations < 1) throw py::value_error("iterations must be 1 or more, got " + std::to_string(iterations));
     for (int i = 0; i < iterations; ++i) {
-        int rc = callExport("qxGrabCut", py::none(), [&] { return closed ? kClosed : qxGrabCut(&job, 0); });
+        int rc = callExport("qxGrabCut", py::none(), [&] {
+            if (closed) return kClosed;
+            if (i == 0) freshRandomState();
+            return qxGrabCut(&job, 0);
+        });
         if (rc == kClosed) closedError();
         if (rc == -2)
             throw py::value_error("GrabCut cannot work on this rectangle: its reduced copy would be 10 pixels or "
@@ -166,7 +170,7 @@ py::array_t<unsigned char> GrabCut::selection() const {
 py::array_t<unsigned char> GrabCut::trimap(const py::object& band) {
     int bandWidth = 0;
     if (band.is_none()) {
-        bandWidth = defaultBand(userRect[2], userRect[3]);
+        bandWidth = qxhost::defaultGrabCutBand(cv::Size(width, height));
     } else {
         bandWidth = py::cast<int>(band);
         if (bandWidth < 0) throw py::value_error("band must be 0 or more pixels, got " + std::to_string(bandWidth));
@@ -198,17 +202,33 @@ void GrabCut::close() {
     });
 }
 
-int defaultBand(int width, int height) {
-    return std::max(4, static_cast<int>(std::lround(0.01 * std::max(width, height))));
-}
-
 py::array_t<unsigned char> grabcut(const py::object& image, const py::object& rect, const py::object& marks,
                                    const py::object& band, int iterations) {
-    GrabCut session(image, rect, marks);
-    session.run(iterations);
-    py::array_t<unsigned char> result = session.trimap(band);
-    session.close();
-    return result;
+    PixelView img = imageArg(image, "image");
+    cv::Rect r = rectArg(rect, img.width, img.height);
+    cv::Mat bgr = bgrMat(img), marksMat;
+    if (!marks.is_none()) {
+        PixelView m = maskArg(marks, "marks");
+        checkSameSize(img, "image", m, "marks");
+        marksMat = maskMat(m);
+    }
+    qxhost::GrabCutSettings settings;
+    settings.iterations = iterations;
+    settings.bandWidth = band.is_none() ? qxhost::defaultGrabCutBand(bgr.size()) : py::cast<int>(band);
+    if (settings.iterations < 1) throw py::value_error("iterations must be 1 or more, got " + std::to_string(iterations));
+    if (settings.bandWidth < 0)
+        throw py::value_error("band must be 0 or more pixels, got " + std::to_string(settings.bandWidth));
+    if (std::max(r.width, r.height) <= qxhost::kGrabCutMaxSide && !qxhost::grabCutAccepts(r.width, r.height))
+        throw py::value_error("rect " + std::to_string(r.width) + " x " + std::to_string(r.height) +
+                              " is too small for GrabCut: its longer side must be at least 101 pixels and its "
+                              "shorter side more than a tenth of that after halving");
+    cv::Mat trimap;
+    callExport("qxGrabCut", py::none(), [&] {
+        freshRandomState();
+        trimap = qxhost::grabCutTrimap(bgr, marksMat, r, settings, {progressTrampoline, &progressSink});
+        return 1;
+    });
+    return maskArray(trimap);
 }
 
 }  // namespace qxpy

@@ -2,6 +2,8 @@
 // mark planes, and the library's session record through its job.
 #pragma once
 
+#include <opencv2/core.hpp>
+
 #include <array>
 #include <vector>
 
@@ -32,9 +34,9 @@ struct GrabCut {
     void close();
 };
 
-// The band width when none is given: 1% of the rectangle's larger side, at
-// least 4 pixels.
-int defaultBand(int width, int height);
+// (x, y, width, height) inside the image, or the whole image for None;
+// ValueError otherwise.
+cv::Rect rectArg(const py::object& rect, int width, int height);
 
 py::array_t<unsigned char> grabcut(const py::object& image, const py::object& rect, const py::object& marks,
                                    const py::object& band, int iterations);

@@ -4,8 +4,10 @@ import gc
 
 import numpy as np
 import pytest
+from PIL import Image
 
 import qxmatte
+from conftest import SAMPLES, read
 
 
 def scene(height=200, width=240, seed=3):
@@ -42,6 +44,23 @@ def test_a_rectangle_around_the_object_gives_its_trimap():
     assert np.percentile(nearest, 95) <= 6
     wider = qxmatte.grabcut(image, rect, band=16)
     assert (wider == 128).sum() > 2 * (trimap == 128).sum()
+
+
+def test_equals_the_command_line_tool_and_the_session(astronaut, cli):
+    image, _ = astronaut
+    marks = np.full(image.shape[:2], 128, np.uint8)
+    marks[300:340, 200:300] = 255
+    marks[20:40, 20:80] = 0
+    qxmatte.grabcut(image, (90, 10, 400, 500))  # an earlier call changes nothing
+    Image.fromarray(marks).save(cli.path("marks.png"))
+    cli("grabcut", SAMPLES / "astronaut.png", "-o", "trimap.png", "--rect", "100,20,380,492", "--marks", "marks.png",
+        "--iterations", 2)
+    trimap = qxmatte.grabcut(image, (100, 20, 380, 492), marks, iterations=2)
+    np.testing.assert_array_equal(trimap, read(cli.path("trimap.png")))
+    # The session takes the same road: passes, then band and ending pass.
+    with qxmatte.GrabCut(image, (100, 20, 380, 492), marks) as session:
+        session.run(2)
+        np.testing.assert_array_equal(session.trimap(), trimap)
 
 
 def test_marks_stay_as_given_and_inputs_untouched():
@@ -87,7 +106,8 @@ def test_session_strokes_selection_and_closing():
     ((0, 0, 0, 50), "not inside"),
     ((1, 2, 3), r"rect must be \(x, y, width, height\)"),
     ((0.5, 0, 10, 10), "rect must hold integers"),
-    ((100, 80, 20, 20), "larger side .* is 101 to 3199 pixels, got 36 x 36"),
+    ((100, 80, 20, 20), "rect 20 x 20 is too small for GrabCut"),
+    ((0, 0, 240, 12), "rect 240 x 12 is too small"),
 ])
 def test_bad_rectangles_are_value_errors(rect, message):
     image, _ = scene()
@@ -105,3 +125,5 @@ def test_other_bad_arguments():
         qxmatte.grabcut(image, band=-1)
     with qxmatte.GrabCut(image) as session, pytest.raises(ValueError, match="radius"):
         session.keep((1, 1), radius=-1)
+    with pytest.raises(ValueError, match="too small or too large for a GrabCut session"):
+        qxmatte.GrabCut(np.zeros((10, 3300, 3), np.uint8))
