@@ -21,7 +21,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[1]
 BUILD = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else ROOT / "build").resolve()
 sys.path.insert(0, str(BUILD / "python"))
 CLI = str(BUILD / "qxmatte")
-REPEATS = 3
+REPEATS = int(os.environ.get("QX_BENCH_REPEATS", "3"))
 
 
 def import_time():
