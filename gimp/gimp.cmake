@@ -1,0 +1,30 @@
+# qxmatte-gimp, the GIMP 2.10 plug-in: built when GIMP's development files
+# are present. It links the shared library and the host layer like any host,
+# and installs into GIMP's plug-in folder under the prefix, in a folder of
+# its own, finding the library through a relative run path.
+find_package(PkgConfig)
+if(PkgConfig_FOUND)
+  pkg_check_modules(GIMP IMPORTED_TARGET gimpui-2.0 gegl-0.4)
+endif()
+if(NOT GIMP_FOUND)
+  message(STATUS "GIMP 2.10 development files not found: the plug-in is not built (install libgimp2.0-dev)")
+  return()
+endif()
+
+file(GLOB GIMP_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/gimp/*.cpp)
+add_executable(qxmatte-gimp ${GIMP_SOURCES})
+target_include_directories(qxmatte-gimp PRIVATE ${CMAKE_SOURCE_DIR}/gimp)
+# The GTK 2 headers warn under C++ about string constants and deprecations.
+target_compile_options(qxmatte-gimp PRIVATE -Wno-write-strings -Wno-deprecated-declarations)
+target_link_libraries(qxmatte-gimp PRIVATE qxmatte_host qxmatte PkgConfig::GIMP)
+
+# Debian's GIMP looks in /usr/lib/gimp/2.0/plug-ins: the same path under the
+# prefix, taken from gimp-2.0.pc.
+pkg_get_variable(GIMP_LIBDIR gimp-2.0 gimplibdir)
+pkg_get_variable(GIMP_PREFIX gimp-2.0 prefix)
+file(RELATIVE_PATH QX_GIMP_LIBDIR ${GIMP_PREFIX} ${GIMP_LIBDIR})
+set(QX_GIMP_PLUGINDIR ${QX_GIMP_LIBDIR}/plug-ins/qxmatte-gimp CACHE STRING
+  "Where the plug-in is installed, under the prefix")
+file(RELATIVE_PATH QX_GIMP_TO_LIB /${QX_GIMP_PLUGINDIR} /${CMAKE_INSTALL_LIBDIR})
+set_target_properties(qxmatte-gimp PROPERTIES INSTALL_RPATH "$ORIGIN/${QX_GIMP_TO_LIB}")
+install(TARGETS qxmatte-gimp RUNTIME DESTINATION ${QX_GIMP_PLUGINDIR})

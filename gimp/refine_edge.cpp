@@ -1,0 +1,126 @@
+// Refine Selection Edge: marks from the selection (or a trimap channel), a
+// soft alpha by qxKeepCutToAlpha over the whole layer, and the result as the
+// layer's mask, with recovered edge colours written into the layer if asked.
+// Everything is computed before the image is touched, so a failure changes
+// nothing; the changes then go in as one undo step.
+#include <opencv2/core.hpp>
+
+#include "plugin.h"
+#include "qxhost.h"
+
+namespace qxgimp {
+
+namespace {
+
+const char* const kTitle = "Refine Selection Edge";
+
+void checkParams(gint32 image, const RefineParams& p) {
+    if (p.colours < kColoursNone || p.colours > kColoursLibrary)
+        throw UserError("Refine Selection Edge: colours must be 0 (none), 1 (full resolution) or 2 (the library's "
+                        "own), not " + std::to_string(p.colours) + ".");
+    if (p.fullSize != 0 && p.fullSize != 1)
+        throw UserError("Refine Selection Edge: full-size must be 1 (full size) or 0 (half size), not " +
+                        std::to_string(p.fullSize) + ".");
+    if (p.trimapChannel == -1) {
+        if (p.bandWidth < 2 || p.bandWidth > 400)
+            throw UserError("Refine Selection Edge: the band width must be from 2 to 400 pixels, not " +
+                            std::to_string(p.bandWidth) + ".");
+        if (gimp_selection_is_empty(image))
+            throw UserError("Refine Selection Edge needs a selection around the object (or a trimap channel); "
+                            "the image has no selection.");
+        return;
+    }
+    if (!gimp_item_is_valid(p.trimapChannel) || !gimp_item_is_channel(p.trimapChannel) ||
+        gimp_item_is_layer_mask(p.trimapChannel) || gimp_item_get_image(p.trimapChannel) != image)
+        throw UserError("Refine Selection Edge: the trimap (" + std::to_string(p.trimapChannel) +
+                        ") is not a channel of this image.");
+}
+
+// The marks of the layer's area: 0x01 fixed cut, 0xFF fixed keep, 0x7E unknown.
+cv::Mat layerMarks(gint32 image, const LayerArea& area, const RefineParams& p) {
+    if (p.trimapChannel != -1)
+        return qxhost::marksFromTrimap(readChannelOverLayer(p.trimapChannel, area, false));
+    // The selection counts as inside from half selected on, as GIMP draws it.
+    const cv::Mat inside = readChannelOverLayer(gimp_image_get_selection(image), area, true) >= 128;
+    return qxhost::marksFromSelection(inside, p.bandWidth);
+}
+
+// The export leaves fixed marks as they came: a fixed cut (1) is transparent.
+cv::Mat alphaFromSolvedMarks(const cv::Mat& solved) {
+    cv::Mat alpha = solved.clone();
+    alpha.setTo(0, solved == qxhost::kMarkCut);
+    return alpha;
+}
+
+// Layer mask and colours, one undo step.
+void writeResult(gint32 image, const LayerArea& area, const cv::Mat& alpha, const cv::Mat* colours) {
+    gimp_image_undo_group_start(image);
+    if (!gimp_drawable_has_alpha(area.layer)) gimp_layer_add_alpha(area.layer);
+    if (colours) {
+        // The shadow buffer merges only inside the selection: lift it meanwhile.
+        gint32 saved = -1;
+        if (!gimp_selection_is_empty(image)) {
+            saved = gimp_selection_save(image);
+            gimp_selection_none(image);
+        }
+        writeLayerColours(area, *colours, (alpha > 0) & (alpha < 255));
+        if (saved != -1) {
+            gimp_image_select_item(image, GIMP_CHANNEL_OP_REPLACE, saved);
+            gimp_image_remove_channel(image, saved);
+        }
+    }
+    if (gimp_layer_get_mask(area.layer) != -1) gimp_layer_remove_mask(area.layer, GIMP_MASK_DISCARD);
+    const gint32 mask = gimp_layer_create_mask(area.layer, GIMP_ADD_MASK_WHITE);
+    // Masks hold linear coverage: the alpha goes in as "Y u8".
+    writeNewDrawable(mask, alpha, "Y u8");
+    gimp_layer_add_mask(area.layer, mask);
+    gimp_image_undo_group_end(image);
+}
+
+}  // namespace
+
+void runRefine(gint32 image, gint32 drawable, const RefineParams& p) {
+    const LayerArea area = checkedLayer(image, drawable, kTitle);
+    checkParams(image, p);
+    cv::Mat marks = layerMarks(image, area, p);
+    cv::Mat pixels = readLayerPixels(area);
+    cv::Mat out = pixels.clone();
+    cv::Mat aux = marks.clone();
+
+    const bool fullColours = p.colours == kColoursFull;
+    ProgressSpan solveSpan{0.0, fullColours ? 0.85 : 1.0};
+    gimp_progress_init("Refining the selection edge");
+    QxJob job{};
+    job.imagePixels = pixels.data;
+    job.imageStep = static_cast<int>(pixels.step);
+    job.maskPixels = marks.data;
+    job.maskStep = static_cast<int>(marks.step);
+    job.outPixels = out.data;
+    job.outStep = static_cast<int>(out.step);
+    job.auxPixels = aux.data;
+    job.auxStep = static_cast<int>(aux.step);
+    job.width = job.roiWidth = area.width;
+    job.height = job.roiHeight = area.height;
+    job.recoverColors = p.colours == kColoursLibrary ? 1 : 0;
+    job.progressCallback = progressToGimp;
+    job.progressCookie = &solveSpan;
+    qxhost::checkReturn("qxKeepCutToAlpha", qxKeepCutToAlpha(&job, p.fullSize));
+    const cv::Mat alpha = alphaFromSolvedMarks(marks);
+
+    if (fullColours) {
+        ProgressSpan colourSpan{0.85, 1.0};
+        gimp_progress_set_text("Recovering the edge colours");
+        const cv::Mat bgr = qxhost::recoverColours(pixels, alpha, qxhost::ColourMethod::FullResolution,
+                                                   qxhost::Progress{progressToGimp, &colourSpan});
+        cv::Mat channels[4];
+        cv::split(pixels, channels);
+        cv::Mat colour[3];
+        cv::split(bgr, colour);
+        const cv::Mat merged[4] = {colour[0], colour[1], colour[2], channels[3]};
+        cv::merge(merged, 4, out);
+    }
+    writeResult(image, area, alpha, p.colours == kColoursNone ? nullptr : &out);
+    gimp_progress_update(1.0);
+}
+
+}  // namespace qxgimp
