@@ -28,3 +28,16 @@ set(QX_GIMP_PLUGINDIR ${QX_GIMP_LIBDIR}/plug-ins/qxmatte-gimp CACHE STRING
 file(RELATIVE_PATH QX_GIMP_TO_LIB /${QX_GIMP_PLUGINDIR} /${CMAKE_INSTALL_LIBDIR})
 set_target_properties(qxmatte-gimp PROPERTIES INSTALL_RPATH "$ORIGIN/${QX_GIMP_TO_LIB}")
 install(TARGETS qxmatte-gimp RUNTIME DESTINATION ${QX_GIMP_PLUGINDIR})
+
+# Headless test: GIMP drives the plug-in through Script-Fu in a private
+# profile. (Release builds only: GIMP loads the plug-in as a program of its own,
+# and what it prints at exit under the sanitizers would be GIMP's.)
+if(QX_BUILD_TESTS AND NOT QX_SANITIZE)
+  add_executable(png_check ${CMAKE_SOURCE_DIR}/tests/gimp/png_check.cpp)
+  target_include_directories(png_check SYSTEM PRIVATE ${OpenCV_INCLUDE_DIRS})
+  target_link_libraries(png_check PRIVATE ${OpenCV_LIBS})
+  add_test(NAME gimp.plugin_headless
+    COMMAND bash ${CMAKE_SOURCE_DIR}/tests/gimp/plugin_test.sh $<TARGET_FILE:qxmatte-gimp>
+      $<TARGET_FILE:qxmatte_cli> $<TARGET_FILE:png_check> ${CMAKE_SOURCE_DIR}/samples)
+  set_tests_properties(gimp.plugin_headless PROPERTIES TIMEOUT 1800)
+endif()

@@ -1,8 +1,9 @@
 // Reads the PNGs of the plug-in test back as pixels (GIMP's files carry time
 // and profile chunks, so files are never compared as bytes) and checks them.
 //   png_check alpha-equal RGBA.png ALPHA.png   alpha of a cut-out equals a grey alpha
-//   png_check colours RGBA.png ORIGINAL.png    colours unchanged where alpha is 0 or 255;
-//                                              prints how many edge pixels changed colour
+//   png_check colours RGBA.png ORIGINAL.png    colours unchanged where alpha is 255 (GIMP
+//                                              saves transparent pixels black); prints how
+//                                              many edge pixels changed colour
 //   png_check same RESULT.png ORIGINAL.png     same channels and pixels
 //   png_check levels GREY.png                  counts of 0, 128, 255 and other values
 // Exit 0 when the check holds, 1 when not, 2 for unreadable files.
@@ -48,8 +49,8 @@ int colours(const cv::Mat& rgba, const cv::Mat& original) {
     alpha = parts[3];
     const cv::Mat changed = (parts[0] != was[0]) | (parts[1] != was[1]) | (parts[2] != was[2]);
     const cv::Mat edge = (alpha > 0) & (alpha < 255);
-    const int outside = cv::countNonZero(changed & ~edge), inside = cv::countNonZero(changed & edge);
-    std::printf("colours: %d of %d edge pixels changed, %d pixels changed off the edge\n", inside,
+    const int outside = cv::countNonZero(changed & (alpha == 255)), inside = cv::countNonZero(changed & edge);
+    std::printf("colours: %d of %d edge pixels changed, %d opaque pixels changed\n", inside,
                 cv::countNonZero(edge), outside);
     return outside == 0 && inside > 0 ? 0 : 1;
 }

@@ -44,6 +44,13 @@ grep -q "Version: " "$pc" || fail "qxmatte.pc has no version"
 # The installed tool runs from the staged prefix (it finds the staged library).
 "$stage/bin/qxmatte" --version | grep -q '^qxmatte ' || fail "staged qxmatte --version"
 [[ $(loaded "$stage/bin/qxmatte") == "$(realpath "$libdir/libqxmatte.so.0")" ]] || fail "staged qxmatte does not load the staged library"
+# The GIMP plug-in, where it was built, sits in GIMP's plug-in folder under the
+# prefix, in a folder of its own, and loads the staged library.
+plugin=$(find "$stage" -type f -name qxmatte-gimp)
+if grep -q qxmatte-gimp "$build/install_manifest.txt"; then
+  [[ $plugin == "$stage"/lib/gimp/2.0/plug-ins/qxmatte-gimp/qxmatte-gimp ]] || fail "plug-in installed as '$plugin'"
+  [[ $(loaded "$plugin") == "$(realpath "$libdir/libqxmatte.so.0")" ]] || fail "the plug-in does not load the staged library"
+fi
 # The man page is clean.
 lint=$(mandoc -T lint "$stage/share/man/man1/qxmatte.1" 2>&1 || true)
 [[ -z $lint ]] || fail "mandoc -T lint: $lint"
