@@ -59,7 +59,7 @@ bool refineDialog(gint32 image, RefineParams& p) {
     imageId = image;
     GtkWidget* marks = gimp_channel_combo_box_new(channelOfImage, &imageId);
     gimp_int_combo_box_prepend(GIMP_INT_COMBO_BOX(marks), GIMP_INT_STORE_VALUE, -1, GIMP_INT_STORE_LABEL,
-                               "The selection, with a band", -1);
+                               "Selection (with band)", -1);
     if (!gimp_int_combo_box_set_active(GIMP_INT_COMBO_BOX(marks), p.trimapChannel))
         gimp_int_combo_box_set_active(GIMP_INT_COMBO_BOX(marks), -1);
     labelled(box, "_Marks from:", marks);

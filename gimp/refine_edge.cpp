@@ -45,6 +45,28 @@ cv::Mat layerMarks(gint32 image, const LayerArea& area, const RefineParams& p) {
     return qxhost::marksFromSelection(inside, p.bandWidth);
 }
 
+// The marks allow no solve: say which class is missing, in the user's terms.
+std::string whyNoSolve(const cv::Mat& marks, const RefineParams& p) {
+    const bool noKeep = cv::countNonZero(marks == qxhost::kMarkKeep) == 0;
+    const bool noCut = cv::countNonZero(marks == qxhost::kMarkCut) == 0;
+    if (p.trimapChannel != -1) {
+        gchar* owned = gimp_item_get_name(p.trimapChannel);
+        const std::string name = owned ? owned : "";
+        g_free(owned);
+        if (noKeep) return "The trimap channel \"" + name + "\" marks nothing to keep (255) on this layer.";
+        if (noCut) return "The trimap channel \"" + name + "\" marks nothing to cut (0) on this layer.";
+        return "The trimap channel \"" + name + "\" leaves too few unknown pixels to solve.";
+    }
+    const std::string band = std::to_string(p.bandWidth);
+    if (noKeep)
+        return "Nothing is left to keep: the selection has no inside beyond its edge band of " + band +
+               " pixels. Select more of the object or use a narrower band.";
+    if (noCut)
+        return "Nothing is left to cut: the selection and its edge band of " + band +
+               " pixels cover the whole layer. Select less of it.";
+    return "The selection's edge leaves too few unknown pixels to solve.";
+}
+
 // The export leaves fixed marks as they came: a fixed cut (1) is transparent.
 cv::Mat alphaFromSolvedMarks(const cv::Mat& solved) {
     cv::Mat alpha = solved.clone();
@@ -104,7 +126,9 @@ void runRefine(gint32 image, gint32 drawable, const RefineParams& p) {
     job.recoverColors = p.colours == kColoursLibrary ? 1 : 0;
     job.progressCallback = progressToGimp;
     job.progressCookie = &solveSpan;
-    qxhost::checkReturn("qxKeepCutToAlpha", qxKeepCutToAlpha(&job, p.fullSize));
+    const int rc = qxKeepCutToAlpha(&job, p.fullSize);
+    if (rc == -5) throw UserError(whyNoSolve(aux, p) + " (" + qxhost::describeFailure("qxKeepCutToAlpha", rc) + ")");
+    qxhost::checkReturn("qxKeepCutToAlpha", rc);
     const cv::Mat alpha = alphaFromSolvedMarks(marks);
 
     if (fullColours) {

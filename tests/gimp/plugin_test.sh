@@ -107,7 +107,7 @@ gimp_batch failure "(let* ((img (open-image \"$image\")))
   (gimp-image-select-rectangle img CHANNEL-OP-REPLACE 100 100 300 300)
   (plug-in-qxmatte-refine-edge RUN-NONINTERACTIVE img (active img) 16 1 1 -1))"
 grep -q 'batch command experienced an execution error' "$work/failure.log" || { cat "$work/failure.log"; fail "no error reported"; }
-grep -q 'plug-in-qxmatte-refine-edge.*keep' "$work/failure.log" || { cat "$work/failure.log"; fail "the error does not say what is wrong"; }
+grep -q 'plug-in-qxmatte-refine-edge.*Nothing is left to keep' "$work/failure.log" || { cat "$work/failure.log"; fail "the error does not say what is wrong"; }
 [[ -n $(say 'after-failure mask -1 alpha 0 selection 0' failure) ]] || { cat "$work/failure.log"; fail "the failed call changed the image"; }
 "$check" same "$work/after_failure.png" "$image" || fail "the failed call changed pixels"
 grep -q 'plug-in-qxmatte-refine-edge.*indexed' "$work/failure.log" || { cat "$work/failure.log"; fail "an indexed image was not refused in words"; }
