@@ -2,7 +2,6 @@
 // itself as the first guess) through one GrabCut session of the library, and
 // the result as the new selection or as a trimap channel.
 #include <algorithm>
-#include <cmath>
 
 #include "plugin.h"
 #include "qxhost.h"
@@ -38,14 +37,9 @@ struct Rect {
     int x, y, width, height;
 };
 
-// The segmentation runs on a reduced copy whose longer side the library
-// brings to about 100 to 400 pixels by halving; it accepts a working region
-// whose longer side is 101 to 3199 pixels and whose reduced copy is more than
-// 10 pixels wide and high.
-int halvings(int side) { return static_cast<int>(std::log(side * 0.0025) / std::log(2.0)) + 1; }
-
 // The selection's box on the layer with a margin, grown to the smallest size
-// the segmentation takes where the layer allows.
+// the segmentation takes where the layer allows. The library works on a
+// reduced copy of this region, whose size it limits (qxhost::grabCutAccepts).
 Rect workingRegion(gint32 image, const LayerArea& area) {
     gboolean nonEmpty = FALSE;
     gint x1, y1, x2, y2;
@@ -74,12 +68,11 @@ Rect workingRegion(gint32 image, const LayerArea& area) {
     if (side < 101)
         throw UserError("GrabCut from Selection needs a layer at least 101 pixels wide or high; this one is " +
                         std::to_string(area.width) + " by " + std::to_string(area.height) + ".");
-    if (side > 3199)
-        throw UserError("GrabCut from Selection works on a box of at most 3199 pixels on its longer side; the "
-                        "selection's box with its margin is " + std::to_string(side) +
+    if (side > qxhost::kGrabCutMaxSide)
+        throw UserError("GrabCut from Selection works on a box of at most " + std::to_string(qxhost::kGrabCutMaxSide) +
+                        " pixels on its longer side; the selection's box with its margin is " + std::to_string(side) +
                         ". Select a smaller area or scale the image down.");
-    const int shorter = std::min(r.width, r.height) >> halvings(side);
-    if (shorter <= 10)
+    if (!qxhost::grabCutAccepts(r.width, r.height))
         throw UserError("GrabCut from Selection: the selection's box is too narrow for its length (" +
                         std::to_string(r.width) + " by " + std::to_string(r.height) +
                         " pixels with its margin); select a wider area.");
