@@ -21,6 +21,7 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstdint>
 #include <vector>
 
@@ -62,46 +63,53 @@ struct Source {
     float smoothConstant, smoothAlpha;
 };
 
-// One sweep over the pixels of one chequerboard colour.
-template <typename T>
+// One sweep over the pixels of one chequerboard colour. Full: the level is the
+// full-size image, so a pixel is its own sample.
+template <typename T, bool Full>
 void halfSweep(const Source& src, const LayerPair<T>& layer, int w, int h, const std::vector<int>& mapX,
                const std::vector<int>& mapY, int parity) {
     const float inv = 1.0f / kScale<T>;
     const float c = src.smoothConstant, k = src.smoothAlpha / 255.0f;
     const int channels = src.image.channels();
+    const std::size_t stride = layer.rowStride;
 #pragma omp parallel for schedule(static) if (static_cast<long>(w) * h > 20000)
     for (int y = 0; y < h; ++y) {
-        const unsigned char* aRow = src.alpha.ptr<unsigned char>(mapY[y]);
-        const unsigned char* aUp = y > 0 ? src.alpha.ptr<unsigned char>(mapY[y - 1]) : nullptr;
-        const unsigned char* aDown = y + 1 < h ? src.alpha.ptr<unsigned char>(mapY[y + 1]) : nullptr;
-        const unsigned char* iRow = src.image.ptr<unsigned char>(mapY[y]);
-        T* fRow = layer.f + y * layer.rowStride;
-        T* bRow = layer.b + y * layer.rowStride;
+        const int sy = Full ? y : mapY[y];
+        const unsigned char* aRow = src.alpha.ptr<unsigned char>(sy);
+        const unsigned char* aUp = y > 0 ? src.alpha.ptr<unsigned char>(Full ? y - 1 : mapY[y - 1]) : nullptr;
+        const unsigned char* aDown = y + 1 < h ? src.alpha.ptr<unsigned char>(Full ? y + 1 : mapY[y + 1]) : nullptr;
+        const unsigned char* iRow = src.image.ptr<unsigned char>(sy);
+        T* fRow = layer.f + y * stride;
+        T* bRow = layer.b + y * stride;
         for (int x = (y + parity) & 1; x < w; x += 2) {
-            const int sx = mapX[x];
-            const float a = aRow[sx] * (1.0f / 255.0f);
-            float weight = 0, sf[3] = {0, 0, 0}, sb[3] = {0, 0, 0};
-            auto add = [&](int alphaByte, const T* fn, const T* bn) {
-                const float wij = c + k * static_cast<float>(std::abs(alphaByte - aRow[sx]));
-                weight += wij;
-                for (int ch = 0; ch < 3; ++ch) {
-                    sf[ch] += wij * fn[ch];
-                    sb[ch] += wij * bn[ch];
-                }
-            };
-            if (x > 0) add(aRow[mapX[x - 1]], fRow + 3 * (x - 1), bRow + 3 * (x - 1));
-            if (x + 1 < w) add(aRow[mapX[x + 1]], fRow + 3 * (x + 1), bRow + 3 * (x + 1));
-            if (aUp) add(aUp[sx], fRow - layer.rowStride + 3 * x, bRow - layer.rowStride + 3 * x);
-            if (aDown) add(aDown[sx], fRow + layer.rowStride + 3 * x, bRow + layer.rowStride + 3 * x);
+            const int sx = Full ? x : mapX[x];
+            const int own = aRow[sx];
+            // Weights of the four neighbours; 0 outside the level.
+            const float wl = x > 0 ? c + k * std::abs(aRow[Full ? x - 1 : mapX[x - 1]] - own) : 0.0f;
+            const float wr = x + 1 < w ? c + k * std::abs(aRow[Full ? x + 1 : mapX[x + 1]] - own) : 0.0f;
+            const float wu = aUp ? c + k * std::abs(aUp[sx] - own) : 0.0f;
+            const float wd = aDown ? c + k * std::abs(aDown[sx] - own) : 0.0f;
+            const float weight = wl + wr + wu + wd;
             if (weight <= 0) continue;  // a lone pixel: F and B are not determined
+            const T* f = fRow + 3 * x;
+            const T* b = bRow + 3 * x;
+            const std::ptrdiff_t left = x > 0 ? -3 : 0, right = x + 1 < w ? 3 : 0;
+            const std::ptrdiff_t up = aUp ? -static_cast<std::ptrdiff_t>(stride) : 0;
+            const std::ptrdiff_t down = aDown ? static_cast<std::ptrdiff_t>(stride) : 0;
+            const float a = own * (1.0f / 255.0f);
             const float m00 = a * a + weight, m01 = a * (1 - a), m11 = (1 - a) * (1 - a) + weight;
             const float invDet = 1.0f / (m00 * m11 - m01 * m01);
             const unsigned char* pixel = iRow + channels * sx;
+            T* fOut = fRow + 3 * x;
+            T* bOut = bRow + 3 * x;
             for (int ch = 0; ch < 3; ++ch) {
+                // (Absent neighbours point at the pixel itself with weight 0.)
+                const float sf = wl * f[left + ch] + wr * f[right + ch] + wu * f[up + ch] + wd * f[down + ch];
+                const float sb = wl * b[left + ch] + wr * b[right + ch] + wu * b[up + ch] + wd * b[down + ch];
                 const float i = pixel[ch] * (1.0f / 255.0f);
-                const float r0 = a * i + sf[ch] * inv, r1 = (1 - a) * i + sb[ch] * inv;
-                fRow[3 * x + ch] = store<T>((m11 * r0 - m01 * r1) * invDet);
-                bRow[3 * x + ch] = store<T>((m00 * r1 - m01 * r0) * invDet);
+                const float r0 = a * i + sf * inv, r1 = (1 - a) * i + sb * inv;
+                fOut[ch] = store<T>((m11 * r0 - m01 * r1) * invDet);
+                bOut[ch] = store<T>((m00 * r1 - m01 * r0) * invDet);
             }
         }
     }
@@ -138,10 +146,14 @@ struct Tracker {
 
 template <typename T>
 void solveLevel(const Source& src, const LayerPair<T>& layer, int w, int h, int sweeps, Tracker& tracker) {
-    const std::vector<int> mapX = sampleMap(w, src.image.cols), mapY = sampleMap(h, src.image.rows);
+    const bool full = w == src.image.cols && h == src.image.rows;
+    const std::vector<int> mapX = full ? std::vector<int>() : sampleMap(w, src.image.cols);
+    const std::vector<int> mapY = full ? std::vector<int>() : sampleMap(h, src.image.rows);
     for (int s = 0; s < sweeps; ++s) {
-        halfSweep(src, layer, w, h, mapX, mapY, 0);
-        halfSweep(src, layer, w, h, mapX, mapY, 1);
+        for (int parity = 0; parity < 2; ++parity) {
+            if (full) halfSweep<T, true>(src, layer, w, h, mapX, mapY, parity);
+            else halfSweep<T, false>(src, layer, w, h, mapX, mapY, parity);
+        }
         tracker.tick(static_cast<double>(w) * h);
     }
 }

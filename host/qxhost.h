@@ -170,11 +170,11 @@ void desaturateCutout(cv::Mat& cutout, float amount);
 // ---- full-resolution foreground estimate (foreground_estimate.cpp) ----------
 
 struct ForegroundParams {
-    float smoothConstant = 0.005f;  // neighbour weight where alpha is flat
-    float smoothAlpha = 1.0f;       // plus this times |alpha_i - alpha_j|
+    float smoothConstant = 0.001f;  // neighbour weight where alpha is flat
+    float smoothAlpha = 0.03f;      // plus this times |alpha_i - alpha_j| (alpha 0 to 1)
     int smallSweeps = 10;           // sweeps on levels up to smallSize
     int largeSweeps = 2;            // sweeps on larger levels
-    int finestSweeps = 1;           // sweeps at full size
+    int finestSweeps = 2;           // sweeps at full size
     int smallSize = 32;             // larger side of a "small" level
 };
 

@@ -62,7 +62,8 @@ TEST_F(Cli, HelpAndFailureExitCodes) {
                        {matte + " --in-high 300" + out, "--in-high"},
                        {matte, "--output"},
                        {matte + " --in-high 7 --in-low 7" + out, "differ"},
-                       {matte + " --over GG0000 --preview " + file("p.png") + out, "RRGGBB"}});
+                       {matte + " --over GG0000 --preview " + file("p.png") + out, "RRGGBB"},
+                       {matte + " --colours cell --foreground " + file("f.png") + out, "--colours"}});
 
     const std::string missing = file("missing.png");
     std::ofstream(file("text.png")) << "not an image";
@@ -126,6 +127,23 @@ TEST_F(Cli, MatteWritesConsistentOutputs) {
     EXPECT_EQ(0, cv::norm(preview, c.image, cv::NORM_INF, opaque));
     const cv::Mat over(preview.size(), CV_8UC3, cv::Scalar(0x32, 0x7D, 0x2E));
     EXPECT_EQ(0, cv::norm(preview, over, cv::NORM_INF, clear));
+}
+
+// The three colour methods all run; full resolution and the library's own
+// recovery give different colours, and both keep the image where alpha is 255.
+TEST_F(Cli, ForegroundColourMethods) {
+    qxtest::Composite c = qxtest::makeComposite(96, 64);
+    const std::string image = write("image.png", c.image), alpha = write("alpha.png", c.alpha);
+    std::vector<cv::Mat> results;
+    for (const char* method : {"full", "design", "cell"}) {
+        ASSERT_EQ(0, run("foreground " + image + " " + alpha + " --colours " + method + " -o " + file("f.png")))
+            << method << "\n" << output;
+        results.push_back(cv::imread(file("f.png"), cv::IMREAD_UNCHANGED));
+    }
+    EXPECT_GT(cv::norm(results[0], results[1], cv::NORM_INF), 0);
+    cv::Mat opaque = c.alpha == 255;
+    EXPECT_LE(cv::norm(results[0], c.image, cv::NORM_INF, opaque), 2);
+    EXPECT_EQ(1, run("foreground " + image + " " + alpha + " --cell --colours design -o " + file("g.png")));
 }
 
 }  // namespace
