@@ -181,8 +181,9 @@ struct ForegroundParams {
 // Estimates, for every pixel, the foreground colour F and background colour B
 // that best explain the image I under the alpha a (a F + (1 - a) B = I) while
 // changing smoothly between neighbours, the more so across alpha edges; solved
-// coarse to fine at full resolution. image: CV_8UC3 or CV_8UC4 (bytes 0..2),
-// alpha CV_8UC1 of the same size. Returns the foreground, CV_8UC3. Extra
+// coarse to fine at full resolution. image: CV_8UC3 or CV_8UC4 (bytes 0..2,
+// in any channel order: each channel is solved alike), alpha CV_8UC1 of the
+// same size. The result does not depend on the thread count. Returns the foreground, CV_8UC3. Extra
 // memory: under 8 bytes a pixel. Progress total 100.
 cv::Mat estimateForeground(const cv::Mat& image, const cv::Mat& alpha,
                            const ForegroundParams& params = ForegroundParams(), Progress progress = Progress(),
