@@ -34,6 +34,7 @@ enum class Kind {
     Unbiased,     // 1, internal codes as they are, -1 out of memory, -1000 anything else
     Foreground,   // 0, internal codes as they are, -1 out of memory, -1000
     AlwaysOne,    // returns 1; failures pass to the host as exceptions
+    Checked,      // 1, or 0 for arguments refused before anything is written
     Nothing,      // returns nothing; failures pass to the host as exceptions
     Trace,        // 1 tracing on and written, 0 otherwise
     FloodFill,    // 1, -3, -1
@@ -53,7 +54,7 @@ Kind kindOf(const std::string& name) {
         {"qxGrabCutDeleteBuf", Kind::Nothing},  {"qxShowKeepBlend", Kind::Nothing},
         {"qxHairSelect", Kind::AlwaysOne},      {"qxColorRangeSelect", Kind::AlwaysOne},
         {"qxDesaturation", Kind::AlwaysOne},    {"qxShowImageAlpha", Kind::AlwaysOne},
-        {"qxMaskBBox", Kind::AlwaysOne},        {"qxDrawLine8u", Kind::AlwaysOne},
+        {"qxMaskBBox", Kind::Checked},          {"qxDrawLine8u", Kind::Checked},
         {"qxScaleAlpha", Kind::AlwaysOne},      {"qxfilterIm8u", Kind::AlwaysOne},
         {"qxPreviewAutoLevel", Kind::AlwaysOne}, {"qxFloodFillAlpha", Kind::FloodFill},
         {"qxRGB2YCbCrAutoLevel", Kind::ToneMode},
@@ -83,7 +84,10 @@ std::string describeFailure(const std::string& name, int value) {
     std::string meaning;
     switch (kind) {
         case Kind::Biased:
-            if (value == -1000) meaning = "an unexpected failure inside the library";
+            if (value == -1000)
+                meaning = "arguments refused before anything was touched (a missing plane or mask, a negative "
+                          "size, a row step shorter than a row, an estimate that is not a finite number of at "
+                          "least 0), or an unexpected failure inside the library";
             else if (name == "qxGrabCut" && value == -1) meaning = "out of memory";
             else if (name == "qxGrabCut" && value == -2)
                 meaning = "the job was refused before anything was touched: a missing plane, or a grab rectangle "
@@ -95,7 +99,12 @@ std::string describeFailure(const std::string& name, int value) {
             break;
         case Kind::Unbiased:
         case Kind::Foreground:
-            if (value == -1000) meaning = "an unexpected failure inside the library";
+            if (value == -1000)
+                meaning = name == "qxKeepCutToAlpha"
+                              ? "an unexpected failure inside the library"
+                              : "arguments refused before anything was touched (a missing plane, a negative "
+                                "rectangle, a rectangle reaching outside the image, a row step shorter than a "
+                                "row), or an unexpected failure inside the library";
             else if (value == -1 && name == "qxKeepCutToAlpha")
                 meaning = "out of memory, or a tile of the system is too large (over 500000 unknown pixels)";
             else if (value == -1)
@@ -109,6 +118,12 @@ std::string describeFailure(const std::string& name, int value) {
             break;
         case Kind::ToneMode:
             if (value == 0) meaning = "the mode is not one of 0 to 4";
+            break;
+        case Kind::Checked:
+            if (value == 0)
+                meaning = "arguments refused, nothing written (a missing mask or output, a negative size, a row "
+                          "step shorter than a row" +
+                          std::string(name == "qxDrawLine8u" ? ", a radius outside 0 to 16383)" : ")");
             break;
         case Kind::AlwaysOne:
         case Kind::Nothing:

@@ -98,7 +98,9 @@ TEST(HostFailures, EveryExportSaysWhatItsValueMeans) {
     says("qxRGB2YCbCrAutoLevel", 0, "mode");
     says("qxSetupLib", 0, "negative mask");
     says("setDebugTrace", 1, "tracing is on");
-    says("qxDrawLine8u", -4, "exceptions");
+    says("qxDrawLine8u", 0, "radius outside");
+    says("qxMaskBBox", 0, "refused");
+    says("qxRecoverForegroundCell", -1000, "outside the image");
     says("qxGrabCutEdgeGen", 0, "exceptions");
     EXPECT_NE(std::string::npos, describeFailure("qxNoSuch", 5).find("not one of the library's exports"));
     EXPECT_EQ(0, qxhost::successValue("qxRecoverForeground"));
