@@ -1,13 +1,16 @@
 # make demo   build the tool and cut the astronaut out of samples/ into out/
 # make test   Release build + tests, then an AddressSanitizer/UBSan build + tests
 # make bench  build and run every program of bench/
+# make fuzz   build the libFuzzer harnesses with clang and run each FUZZ_SECONDS
 SHELL := /bin/bash
 JOBS ?= $(shell nproc)
 BUILD ?= build
 SANITIZE_BUILD ?= build-asan
 OUT ?= out
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 30
 
-.PHONY: all deps configure build demo test test-release test-sanitize bench clean
+.PHONY: all deps configure build demo test test-release test-sanitize fuzz bench clean
 
 all: build
 
@@ -28,7 +31,7 @@ demo: configure
 	$(BUILD)/qxmatte composite $(OUT)/cutout.png samples/coffee.png -o $(OUT)/composite.png
 	@echo "demo: wrote $$(ls $(OUT) | tr '\n' ' ')into $(OUT)/"
 
-test: test-release test-sanitize
+test: test-release test-sanitize fuzz
 
 test-release: build
 	cd $(BUILD) && ctest --output-on-failure -j$(JOBS)
@@ -37,6 +40,12 @@ test-sanitize: deps
 	cmake -S . -B $(SANITIZE_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQX_SANITIZE=ON -DQX_BUILD_BENCH=OFF
 	cmake --build $(SANITIZE_BUILD) -j$(JOBS)
 	cd $(SANITIZE_BUILD) && ctest --output-on-failure -j$(JOBS)
+
+# Only the library's archives and the harnesses; clang for libFuzzer.
+fuzz: deps
+	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQX_FUZZ=ON
+	cmake --build $(FUZZ_BUILD) -j$(JOBS) --target fuzzers
+	bash scripts/run-fuzzers.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
 bench: build
 	@set -e; for src in bench/*.cpp; do \
@@ -47,4 +56,4 @@ bench: build
 	done
 
 clean:
-	rm -rf $(BUILD) $(SANITIZE_BUILD) $(OUT)
+	rm -rf $(BUILD) $(SANITIZE_BUILD) $(FUZZ_BUILD) $(OUT)

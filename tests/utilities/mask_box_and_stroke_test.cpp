@@ -101,6 +101,18 @@ TEST(DrawLine, ThicknessAndClipping) {
     EXPECT_EQ(0x7E, c[5 * step + w - 1]);
     for (int y = 0; y < h; ++y)
         for (int x = w; x < step; ++x) ASSERT_EQ(0, c[y * step + x]);
+
+    // An end far off the canvas paints what a near end on the same line does
+    // (vertical and diagonal strokes, where moving the end changes nothing).
+    for (const int far : {-2147483647, -2000000, 2147483000}) {
+        Bytes a(h * step, 0), b(h * step, 0);
+        qxDrawLine8u(a.data(), step, w, h, 30, 20, 30, far, 2, 1, 0);
+        qxDrawLine8u(b.data(), step, w, h, 30, 20, 30, far < 0 ? -50 : 90, 2, 1, 0);
+        EXPECT_EQ(b, a) << far;
+        qxDrawLine8u(a.data(), step, w, h, 10, 10, far, far, 1, 0, 0);
+        qxDrawLine8u(b.data(), step, w, h, 10, 10, far < 0 ? -90 : 90, far < 0 ? -90 : 90, 1, 0, 0);
+        EXPECT_EQ(b, a) << far;
+    }
 }
 
 }  // namespace

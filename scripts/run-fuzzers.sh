@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Runs every fuzz_* program of a fuzz build for SECONDS each, one after the
+# other, on its seed corpus under tests/fuzz/corpus/<family> (read first, so
+# every kept regression input runs again) plus a scratch corpus of its own.
+# Usage: run-fuzzers.sh BUILD_DIR SECONDS [FAMILY...]
+# Exits non-zero on the first crash, leak, timeout or broken invariant, with
+# the failing input left under BUILD_DIR/fuzz-work/artifacts/.
+set -euo pipefail
+build=$1 seconds=$2
+shift 2
+root=$(cd "$(dirname "$0")/.." && pwd)
+work=$build/fuzz-work
+mkdir -p "$work/artifacts"
+if [[ $# -gt 0 ]]; then
+  families=("$@")
+else
+  families=()
+  for exe in "$build"/fuzz_*; do [[ -x $exe ]] && families+=("${exe##*/fuzz_}"); done
+fi
+[[ ${#families[@]} -gt 0 ]] || { echo "run-fuzzers: no fuzz_* programs in $build" >&2; exit 1; }
+for family in "${families[@]}"; do
+  seeds=$root/tests/fuzz/corpus/$family
+  mkdir -p "$work/$family" "$seeds"
+  echo "== fuzz_$family: ${seconds}s"
+  # One OpenMP thread: the machine is shared, and results must not depend on
+  # the thread count anyway. A single input over 10 s counts as a hang.
+  OMP_NUM_THREADS=1 "$build/fuzz_$family" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=3000 \
+    -print_final_stats=1 -artifact_prefix="$work/artifacts/$family-" "$work/$family" "$seeds" \
+    >"$work/$family.log" 2>&1 || { tail -n 40 "$work/$family.log"; echo "fuzz_$family failed" >&2; exit 1; }
+  grep -E '^stat::number_of_executed_units|^Done' "$work/$family.log" | tr '\n' ' '
+  echo
+done
