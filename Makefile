@@ -2,6 +2,8 @@
 # make test   Release build + tests, then an AddressSanitizer/UBSan build + tests
 # make bench  build and run every program of bench/
 # make fuzz   build the libFuzzer harnesses with clang and run each FUZZ_SECONDS
+# make memcheck  the tool under Valgrind: demo road and failure paths, no leaks
+# make check  cppcheck and clang-tidy over the sources
 SHELL := /bin/bash
 JOBS ?= $(shell nproc)
 BUILD ?= build
@@ -9,8 +11,9 @@ SANITIZE_BUILD ?= build-asan
 OUT ?= out
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 30
+MEMCHECK_BUILD ?= build-memcheck
 
-.PHONY: all deps configure build demo test test-release test-sanitize fuzz bench clean
+.PHONY: all deps configure build demo test test-release test-sanitize fuzz memcheck check bench clean
 
 all: build
 
@@ -31,7 +34,7 @@ demo: configure
 	$(BUILD)/qxmatte composite $(OUT)/cutout.png samples/coffee.png -o $(OUT)/composite.png
 	@echo "demo: wrote $$(ls $(OUT) | tr '\n' ' ')into $(OUT)/"
 
-test: test-release test-sanitize fuzz
+test: test-release check test-sanitize memcheck fuzz
 
 test-release: build
 	cd $(BUILD) && ctest --output-on-failure -j$(JOBS)
@@ -47,6 +50,16 @@ fuzz: deps
 	cmake --build $(FUZZ_BUILD) -j$(JOBS) --target fuzzers
 	bash scripts/run-fuzzers.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
+# A plain optimised build with debug information: never -march=native, whose
+# AVX-512 Valgrind cannot decode.
+memcheck: deps
+	cmake -S . -B $(MEMCHECK_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQX_BUILD_TESTS=OFF -DQX_BUILD_BENCH=OFF
+	cmake --build $(MEMCHECK_BUILD) -j$(JOBS) --target qxmatte_cli
+	bash scripts/memcheck.sh $(MEMCHECK_BUILD)
+
+check: configure
+	JOBS=$(JOBS) bash scripts/static-checks.sh $(BUILD)
+
 bench: build
 	@set -e; for src in bench/*.cpp; do \
 	  [ -e "$$src" ] || continue; \
@@ -56,4 +69,4 @@ bench: build
 	done
 
 clean:
-	rm -rf $(BUILD) $(SANITIZE_BUILD) $(FUZZ_BUILD) $(OUT)
+	rm -rf $(BUILD) $(SANITIZE_BUILD) $(FUZZ_BUILD) $(MEMCHECK_BUILD) $(OUT)

@@ -61,6 +61,8 @@ void upsampleLevel(ImagePyramid& pyramid, int level) {
     level = std::min(level, pyramid.levels);
     if (level < 1) return;
     Plane* const finer[3] = {pyramid.planes[0][level - 1], pyramid.planes[1][level - 1], pyramid.planes[2][level - 1]};
+    // levels is at most 3 (buildPyramid), so masks[level] is in bounds.
+    // cppcheck-suppress arrayIndexOutOfBoundsCond
     jointUpsample(&pyramid.masks[level], &pyramid.masks[level - 1], finer, 9.0f);
 }
 

@@ -43,7 +43,7 @@ IppStatus ippiFloodFill_Range8Con_8u_C1IR(Ipp8u* pImage, int step, int w, int h,
     if (seedX < 0 || seedY < 0 || seedX >= w || seedY >= h) return ippStsOutOfRangeErr;
     if (bufferBytes(w, h) > std::numeric_limits<int>::max()) return ippStsSizeErr;
 
-    std::memset(pRegion, 0, sizeof(*pRegion));
+    *pRegion = IppiConnectedComp{};
     pRegion->value[0] = newValue;
     const int seed = roi::row(pImage, step, seedY)[seedX];
     if (seed == newValue) return ippStsNoErr;  // nothing to change

@@ -32,6 +32,8 @@ struct Scratch {
     double local[256];
     std::vector<double> heap;
     double* p;
+    // local is scratch, written before it is read: no need to clear it.
+    // cppcheck-suppress uninitMemberVar
     explicit Scratch(std::size_t n) : p(local) {
         if (n > 256) {
             heap.resize(n);

@@ -26,7 +26,7 @@ int onProgress(int value, int total, void* cookie) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzedDataProvider in(data, size);
-    const fuzz::Size s = fuzz::consumeSize(in, 300, 6000);
+    const fuzz::Size s = fuzz::consumeSize(in, 300, 3000);
     const int w = s.width, h = s.height;
     int inHigh = 255, inLow = 0, outHigh = 255, outLow = 0;
     if (in.ConsumeBool()) {
