@@ -23,6 +23,7 @@ enum ExitCode : int {
     kExitUsage = 1,    // bad usage or arguments
     kExitFile = 2,     // an input (or output) file problem
     kExitLibrary = 3,  // the library returned a failure value
+    kExitBatchFailures = 4,  // a batch ran, and some of its jobs failed
 };
 
 // Thrown by the commands; main prints the message and exits with the code.
@@ -82,5 +83,8 @@ struct Command {
     std::function<int(Context&)> run;    // its work; returns the exit code
 };
 std::vector<Command> addCommands(CLI::App& app);
+// qxmatte batch ...: its arguments after the word batch (batch_command.cpp).
+int runBatch(const std::vector<std::string>& args, Context& context);
+const char* batchHelp();
 
 }  // namespace qxcli

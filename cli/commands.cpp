@@ -11,6 +11,7 @@ Command addStroke(CLI::App& app);
 Command addBbox(CLI::App& app);
 Command addGrabcut(CLI::App& app);
 Command addDesaturate(CLI::App& app);
+Command addBatch(CLI::App& app);
 
 std::vector<Command> addCommands(CLI::App& app) {
     return {
@@ -21,6 +22,7 @@ std::vector<Command> addCommands(CLI::App& app) {
         addBbox(app),
         addGrabcut(app),
         addDesaturate(app),
+        addBatch(app),
     };
 }
 

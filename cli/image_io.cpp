@@ -39,9 +39,11 @@ bool sameFile(const std::string& a, const std::string& b) {
 
 }  // namespace
 
-cv::Mat readColour(const std::string& path) { return readAs(path, cv::IMREAD_COLOR); }
+// Colour, mask and RGBA inputs go through the host layer's checked reader;
+// its FileError reaches main as a file problem.
+cv::Mat readColour(const std::string& path) { return qxhost::readImageFile(path, qxhost::ImageKind::Colour); }
 
-cv::Mat readMask(const std::string& path) { return readAs(path, cv::IMREAD_GRAYSCALE); }
+cv::Mat readMask(const std::string& path) { return qxhost::readImageFile(path, qxhost::ImageKind::Mask); }
 
 cv::Mat readMaskAnyDepth(const std::string& path) {
     cv::Mat m = readAs(path, cv::IMREAD_GRAYSCALE | cv::IMREAD_ANYDEPTH);
@@ -50,27 +52,24 @@ cv::Mat readMaskAnyDepth(const std::string& path) {
     return m;
 }
 
-cv::Mat readWithAlpha(const std::string& path) {
-    cv::Mat m = readAs(path, cv::IMREAD_UNCHANGED);
-    if (m.depth() != CV_8U || m.channels() != 4)
-        fileFailure("'" + path + "' has no alpha channel (an 8-bit RGBA image is needed)");
-    return m;
-}
+cv::Mat readWithAlpha(const std::string& path) { return qxhost::readImageFile(path, qxhost::ImageKind::WithAlpha); }
 
-void writeImage(const std::string& path, const cv::Mat& image) {
-    bool ok = false;
-    std::string why = "the format or the directory is not writable";
-    try {
-        ok = cv::imwrite(path, image);
-    } catch (const cv::Exception& e) {
-        why = e.what();
-    }
-    if (!ok) fileFailure("cannot write '" + path + "': " + why);
-}
+// Atomic: a failed write keeps any earlier file whole.
+void writeImage(const std::string& path, const cv::Mat& image) { qxhost::writeImageFile(path, image); }
 
 void checkOutputs(const std::vector<std::string>& outputs, const std::vector<std::string>& inputs) {
     for (std::size_t i = 0; i < outputs.size(); ++i) {
         if (outputs[i].empty()) continue;
+        // Refused now rather than after the work.
+        std::error_code ec;
+        if (fs::exists(outputs[i], ec) && !fs::is_regular_file(outputs[i], ec))
+            throw Failure{kExitFile, "cannot write '" + outputs[i] +
+                                         "': it exists and is not a regular file (a device, a folder or a pipe)"};
+        const std::string ext = fs::path(outputs[i]).extension().string();
+        if (ext.empty() || !cv::haveImageWriter(outputs[i]))
+            throw Failure{kExitUsage, "cannot write '" + outputs[i] + "': " +
+                                          (ext.empty() ? std::string("the name has no image extension (e.g. .png)")
+                                                       : "unknown image extension '" + ext + "'")};
         for (const std::string& in : inputs)
             if (!in.empty() && sameFile(outputs[i], in))
                 throw Failure{kExitUsage, "refusing to overwrite the input '" + in + "' with an output"};

@@ -2,8 +2,9 @@
 // host layer and calls the exports exactly as a host editor would.
 //
 // Exit codes: 0 success, 1 bad usage or arguments, 2 a file problem,
-// 3 the library returned a failure value.
+// 3 the library returned a failure value, 4 some jobs of a batch failed.
 #include <cstdio>
+#include <cstring>
 
 #include "cli.h"
 
@@ -17,10 +18,26 @@ int main(int argc, char** argv) {
     app.add_flag("-q,--quiet", quiet, "No progress bar on stderr");
     const std::vector<Command> commands = addCommands(app);
 
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& e) {
-        return app.exit(e) == 0 ? kExitOk : kExitUsage;
+    // A batch passes the options of the subcommand it runs through to its
+    // jobs, so its arguments are read by the batch itself, not by the parser.
+    std::vector<std::string> batchArgs;
+    int first = 1;
+    while (first < argc && (std::strcmp(argv[first], "-q") == 0 || std::strcmp(argv[first], "--quiet") == 0))
+        quiet = true, ++first;
+    const bool batch = first < argc && std::strcmp(argv[first], "batch") == 0;
+    if (batch) {
+        batchArgs.assign(argv + first + 1, argv + argc);
+        for (const std::string& a : batchArgs)
+            if (a == "-h" || a == "--help") {
+                std::printf("%s", batchHelp());
+                return kExitOk;
+            }
+    } else {
+        try {
+            app.parse(argc, argv);
+        } catch (const CLI::ParseError& e) {
+            return app.exit(e) == 0 ? kExitOk : kExitUsage;
+        }
     }
 
     Context context;
@@ -31,10 +48,13 @@ int main(int argc, char** argv) {
         return code;
     };
     try {
+        if (batch) return runBatch(batchArgs, context);
         for (const Command& c : commands)
             if (*c.app) return c.run(context);
     } catch (const Failure& f) {
         return fail(f.code, f.message.c_str());
+    } catch (const qxhost::FileError& e) {
+        return fail(kExitFile, e.what());
     } catch (const qxhost::LibraryFailure& f) {
         return fail(kExitLibrary, f.what());
     } catch (const std::invalid_argument& e) {

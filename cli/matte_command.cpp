@@ -22,6 +22,7 @@ int run(const Options& c, Context& context) {
     checkSameSize(image, c.image, trimap, c.trimap);
     cv::Scalar over = parseColour(c.over);
     if (c.bounds.inHigh == c.bounds.inLow) throw Failure{kExitUsage, "--in-high and --in-low must differ"};
+    qxhost::checkTrimap(trimap, c.trimap, c.bounds.inHigh, c.bounds.inLow);
 
     beginProgress(context.bar, "matte");
     cv::Mat alpha = qxhost::solveAlpha(image, trimap, c.unknown, c.bounds, progressOf(context.bar));

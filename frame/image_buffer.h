@@ -60,7 +60,7 @@ struct IMG {
     // Checks the guard and releases an owned block. A disturbed guard throws
     // kGuardDisturbed and leaks the block, unless an exception is already
     // unwinding through the scope that made the buffer: then it only leaks.
-    virtual ~IMG() noexcept(false) {
+    virtual ~IMG() noexcept(false) {  // NOLINT(bugprone-exception-escape): the throw is the overrun report
         if (attached) return;
         if (guardDisturbed()) {
             if (std::uncaught_exceptions() > uncaughtAtConstruction) return;

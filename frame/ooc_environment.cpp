@@ -3,6 +3,7 @@
 // leaving files behind; a path the user set wins and then nothing is changed.
 #include "frame/ooc_environment.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -42,7 +43,7 @@ void prepareOocEnvironment() {
     tempDir[0] = '\0';
     const char* tmp = std::getenv("TMPDIR");
     if (!tmp || !*tmp || std::strlen(tmp) >= sizeof tempDir) tmp = "/tmp/";
-    std::strcpy(tempDir, tmp);
+    std::snprintf(tempDir, sizeof tempDir, "%s", tmp);
 
     if (savedOocPath[0]) {
         oocEnvReady = 1;

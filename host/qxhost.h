@@ -18,6 +18,7 @@
 #include <array>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "qxmatte.h"
 
@@ -81,6 +82,43 @@ cv::Mat compositeOverImage(const cv::Mat& foreground, const cv::Mat& alpha, cons
 cv::Mat compositeOverColour(const cv::Mat& foreground, const cv::Mat& alpha, cv::Scalar colour);
 // Colours (bytes 0..2 of a 3- or 4-channel image) with the alpha as byte 3.
 cv::Mat makeCutout(const cv::Mat& colours, const cv::Mat& alpha);
+
+// ---- image files (image_files.cpp, image_read.cpp) -------------------------
+
+// A file that cannot be read or written: what() names the file and the cause
+// ("cannot write 'a.png': no space left on the device").
+struct FileError : std::runtime_error {
+    std::string path, cause;
+    FileError(const std::string& file, const std::string& why);               // writing
+    FileError(const std::string& file, const std::string& why, bool reading);  // reading
+};
+
+// Writes bytes to a hidden temporary file in path's folder, flushes it and
+// renames it over path: path holds either its earlier content or all of the
+// new one, also after a full disk or an interrupting signal (the temporary
+// file is removed). Refuses a folder, a missing folder and anything that is
+// not a regular file (a device such as /dev/full, a pipe). Throws FileError.
+void writeFileAtomically(const std::string& path, const std::vector<unsigned char>& bytes);
+// Encodes image by path's extension (an unknown one is refused before any
+// file is touched) and writes it with writeFileAtomically.
+void writeImageFile(const std::string& path, const cv::Mat& image);
+
+enum class ImageKind {
+    Colour,     // CV_8UC3 (grey and four-channel images converted)
+    Mask,       // CV_8UC1 (colour converted to grey)
+    WithAlpha,  // CV_8UC4 (anything else refused)
+};
+constexpr long long kMaxImagePixels = 200000000;
+// Reads an image file: the size is checked from the header before decoding
+// (PNG, JPEG, PNM) and again after; 16-bit samples are scaled to 8 bits
+// (65535 to 255); palettes are expanded; float samples are refused. Throws
+// FileError naming the file and the reason.
+cv::Mat readImageFile(const std::string& path, ImageKind kind, long long maxPixels = kMaxImagePixels);
+
+// Refuses a trimap that leaves nothing to solve or nothing to solve from:
+// no background (no pixel at or below inLow), no foreground (none at or
+// above inHigh) or nothing unknown. Throws std::invalid_argument naming it.
+void checkTrimap(const cv::Mat& trimap, const std::string& name, int inHigh = 255, int inLow = 0);
 
 // ---- failures (failure_text.cpp) ------------------------------------------
 

@@ -20,7 +20,7 @@ int onProgress(int value, int total, void*) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzedDataProvider in(data, size);
     const bool cell = in.ConsumeBool();
-    const fuzz::Size s = fuzz::consumeSize(in, 400, 60000);
+    const fuzz::Size s = fuzz::consumeSize(in, 400, 16000);
     const int w = s.width, h = s.height;
     const int roiX = in.ConsumeIntegralInRange(0, w - 1), roiY = in.ConsumeIntegralInRange(0, h - 1);
     const int roiW = in.ConsumeIntegralInRange(1, w - roiX), roiH = in.ConsumeIntegralInRange(1, h - roiY);

@@ -1,0 +1,152 @@
+// Image files for hosts that write where users keep their work: an output is
+// encoded in memory, written to a hidden temporary file in the target's own
+// folder, flushed to disk and renamed over the target, so a full disk, a
+// failed encode or an interrupted run leaves either the earlier file or the
+// new one, never a partial one. Inputs are checked before any work.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "qxhost.h"
+
+namespace qxhost {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+[[noreturn]] void fileError(const std::string& path, const std::string& cause) {
+    throw FileError(path, cause);
+}
+
+std::string causeOf(int error) {
+    switch (error) {
+        case ENOSPC: return "no space left on the device";
+        case EDQUOT: return "disk quota exceeded";
+        case EFBIG: return "the file is larger than this process may write";
+        case EACCES:
+        case EPERM: return "permission denied";
+        case EROFS: return "the file system is read-only";
+        case ENOENT: return "the folder does not exist";
+        default: return std::strerror(error);
+    }
+}
+
+// The temporary file being written, unlinked by the handler of an
+// interrupting signal. One at a time: writes are not concurrent in a host's
+// thread of files, and a batch runs its jobs as processes.
+char pendingPath[4096];
+std::atomic<bool> pendingSet{false};
+
+void removePendingAndReraise(int signal) {
+    if (pendingSet.load()) unlink(pendingPath);
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
+void installCleanupOnce() {
+    static const bool installed = [] {
+        for (int s : {SIGINT, SIGTERM, SIGHUP}) {
+            struct sigaction old {};
+            sigaction(s, nullptr, &old);
+            if (old.sa_handler == SIG_DFL) std::signal(s, removePendingAndReraise);
+        }
+        return true;
+    }();
+    (void)installed;
+}
+
+bool writeAll(int fd, const unsigned char* data, size_t size) {
+    while (size > 0) {
+        const ssize_t n = ::write(fd, data, size);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        data += n;
+        size -= static_cast<size_t>(n);
+    }
+    return true;
+}
+
+}  // namespace
+
+FileError::FileError(const std::string& file, const std::string& why)
+    : std::runtime_error("cannot write '" + file + "': " + why), path(file), cause(why) {}
+
+FileError::FileError(const std::string& file, const std::string& why, bool /*reading*/)
+    : std::runtime_error("cannot read '" + file + "': " + why), path(file), cause(why) {}
+
+void writeFileAtomically(const std::string& path, const std::vector<unsigned char>& bytes) {
+    std::error_code ec;
+    const fs::path target(path);
+    if (fs::is_directory(target, ec)) fileError(path, "it is a folder");
+    if (fs::exists(target, ec) && !fs::is_regular_file(target, ec))
+        fileError(path, "it exists and is not a regular file (a device or a pipe), so it cannot be replaced safely");
+    fs::path folder = target.parent_path();
+    if (folder.empty()) folder = ".";
+    if (!fs::is_directory(folder, ec)) fileError(path, "the folder '" + folder.string() + "' does not exist");
+
+    installCleanupOnce();
+    std::string temp = (folder / ("." + target.filename().string() + ".XXXXXX")).string();
+    if (temp.size() >= sizeof pendingPath) fileError(path, "the path is too long");
+    const int fd = mkstemp(temp.data());
+    if (fd < 0) fileError(path, causeOf(errno));
+    std::memcpy(pendingPath, temp.c_str(), temp.size() + 1);
+    pendingSet = true;
+    auto giveUp = [&](int error) {
+        ::close(fd);
+        unlink(temp.c_str());
+        pendingSet = false;
+        fileError(path, causeOf(error));
+    };
+    // The permissions a plain new file would get (mkstemp makes it 0600).
+    const mode_t mask = umask(0);
+    umask(mask);
+    if (fchmod(fd, 0666 & ~mask) != 0) giveUp(errno);
+    if (!writeAll(fd, bytes.data(), bytes.size())) giveUp(errno);
+    if (fsync(fd) != 0) giveUp(errno);
+    if (::close(fd) != 0) {
+        const int error = errno;
+        unlink(temp.c_str());
+        pendingSet = false;
+        fileError(path, causeOf(error));
+    }
+    if (std::rename(temp.c_str(), path.c_str()) != 0) {
+        const int error = errno;
+        unlink(temp.c_str());
+        pendingSet = false;
+        fileError(path, causeOf(error));
+    }
+    pendingSet = false;
+}
+
+void writeImageFile(const std::string& path, const cv::Mat& image) {
+    const std::string ext = fs::path(path).extension().string();
+    if (ext.empty()) fileError(path, "the name has no extension to choose an image format by (e.g. .png)");
+    bool known = false;
+    try {
+        known = cv::haveImageWriter(path);
+    } catch (const cv::Exception&) {
+    }
+    if (!known) fileError(path, "unknown image extension '" + ext + "' (use .png, .tif, .jpg, ...)");
+    std::vector<unsigned char> bytes;
+    try {
+        if (!cv::imencode(ext, image, bytes)) fileError(path, "the image could not be encoded as " + ext);
+    } catch (const cv::Exception& e) {
+        fileError(path, "the image could not be encoded as " + ext + " (" + e.err + ")");
+    }
+    writeFileAtomically(path, bytes);
+}
+
+}  // namespace qxhost

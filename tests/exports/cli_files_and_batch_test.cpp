@@ -1,0 +1,161 @@
+// The tool's files: outputs replaced whole or not at all, inputs refused in
+// words before any work, and batches that go on past bad images and resume.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <opencv2/imgcodecs.hpp>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "support/composite.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Files : ::testing::Test {
+    std::string dir, output;
+    void SetUp() override {
+        char tmpl[] = "/tmp/qxfilesXXXXXX";
+        ASSERT_NE(nullptr, mkdtemp(tmpl));
+        dir = tmpl;
+    }
+    void TearDown() override { fs::remove_all(dir); }
+    std::string file(const std::string& name) const { return dir + "/" + name; }
+    std::string write(const std::string& name, const cv::Mat& m) const {
+        fs::create_directories(fs::path(file(name)).parent_path());
+        EXPECT_TRUE(cv::imwrite(file(name), m));
+        return file(name);
+    }
+    std::string text(const std::string& path) const {
+        std::ifstream in(path, std::ios::binary);
+        std::stringstream s;
+        s << in.rdbuf();
+        return s.str();
+    }
+    // Runs the tool through sh, after `prefix` (e.g. a ulimit); returns the
+    // exit code, stdout and stderr in output.
+    int run(const std::string& args, const std::string& prefix = "") {
+        const char* cli = std::getenv("QX_CLI");
+        const std::string command = prefix + "'" + (cli ? cli : "qxmatte") + "' " + args + " 2>&1 </dev/null";
+        FILE* p = popen(command.c_str(), "r");
+        output.clear();
+        char buf[4096];
+        for (std::size_t n; p && (n = std::fread(buf, 1, sizeof buf, p)) > 0;) output.append(buf, n);
+        const int status = p ? pclose(p) : -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    bool says(const std::string& words) const { return output.find(words) != std::string::npos; }
+    // Only the named files are in the folder: no temporary ones left.
+    int filesIn(const std::string& folder) const {
+        int n = 0;
+        for (const auto& e : fs::directory_iterator(folder)) n += e.is_regular_file();
+        return n;
+    }
+};
+
+TEST_F(Files, FailedWritesKeepTheEarlierFile) {
+    cv::Mat noise(120, 120, CV_8UC1);
+    cv::randu(noise, 0, 256);
+    const std::string mask = write("mask.png", noise), out = file("out.png");
+    std::ofstream(out) << "earlier output";
+    const std::string stroke = "stroke " + mask + " --from 1,1 --to 90,90 --radius 2 --mode keep -o ";
+
+    // A file size limit of 4 KB makes the write fail part way, as a full disk would.
+    EXPECT_EQ(2, run(stroke + out, "ulimit -f 8; trap '' XFSZ; "));
+    EXPECT_TRUE(says("'" + out + "'") && says("larger than")) << output;
+    EXPECT_EQ("earlier output", text(out));
+    EXPECT_EQ(2, filesIn(dir));  // mask and out, no temporary file
+
+    EXPECT_EQ(2, run(stroke + "/dev/full"));
+    EXPECT_TRUE(says("/dev/full") && says("not a regular file")) << output;
+    EXPECT_EQ(2, run(stroke + file("no/such/folder/o.png")));
+    EXPECT_TRUE(says("does not exist")) << output;
+    EXPECT_EQ(1, run(stroke + file("o.xyz")));
+    EXPECT_TRUE(says("unknown image extension '.xyz'")) << output;
+    EXPECT_EQ(2, filesIn(dir));
+
+    // The same write without the limit replaces the file whole.
+    ASSERT_EQ(0, run(stroke + out)) << output;
+    EXPECT_EQ(noise.size(), cv::imread(out, cv::IMREAD_UNCHANGED).size());
+    EXPECT_EQ(2, filesIn(dir));
+}
+
+TEST_F(Files, InputsCheckedBeforeWork) {
+    qxtest::Composite c = qxtest::makeComposite(96, 64);
+    const std::string image = write("image.png", c.image), out = " -o " + file("alpha.png");
+    const cv::Mat unknown(64, 96, CV_8UC1, cv::Scalar(128));
+    cv::Mat known = c.trimap.clone();
+    known.setTo(255, known == 128);
+    cv::Mat noBackground = c.trimap.clone();
+    noBackground.setTo(128, noBackground == 0);
+    EXPECT_EQ(1, run("matte " + image + " " + write("u.png", unknown) + out));
+    EXPECT_TRUE(says("marks no background")) << output;
+    EXPECT_EQ(1, run("matte " + image + " " + write("k.png", known) + out));
+    EXPECT_TRUE(says("nothing unknown")) << output;
+    EXPECT_EQ(1, run("matte " + image + " " + write("b.png", noBackground) + out));
+    EXPECT_TRUE(says("marks no background")) << output;
+    EXPECT_FALSE(fs::exists(file("alpha.png")));
+
+    // A 16-bit trimap is brought to 8 bits (65535 to 255) and solves as the 8-bit one.
+    cv::Mat deep;
+    c.trimap.convertTo(deep, CV_16U, 257.0);
+    ASSERT_EQ(0, run("matte " + image + " " + write("deep.png", deep) + out)) << output;
+    ASSERT_EQ(0, run("matte " + image + " " + write("t.png", c.trimap) + " -o " + file("alpha8.png"))) << output;
+    EXPECT_EQ(0, cv::norm(cv::imread(file("alpha.png"), cv::IMREAD_UNCHANGED),
+                          cv::imread(file("alpha8.png"), cv::IMREAD_UNCHANGED), cv::NORM_INF));
+
+    // A PNG whose header claims 100000 x 90000 pixels is refused before decoding.
+    std::ofstream huge(file("huge.png"), std::ios::binary);
+    huge << std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\x01\x86\xa0\0\x01\x5f\x90\x08\x00\0\0\0", 29);
+    huge.close();
+    EXPECT_EQ(2, run("foreground " + file("huge.png") + " " + image + out));
+    EXPECT_TRUE(says("100000x90000") && says("megapixels")) << output;
+}
+
+TEST_F(Files, BatchGoesOnResumesAndShards) {
+    // Three good jobs, one image that is not an image, one without a trimap.
+    for (int i = 0; i < 3; ++i) {
+        qxtest::Composite c = qxtest::makeComposite(90 + 4 * i, 64, 6, i + 1);
+        write("images/good" + std::to_string(i) + ".png", c.image);
+        write("trimaps/good" + std::to_string(i) + ".png", c.trimap);
+    }
+    std::ofstream(file("images/broken.png")) << "not an image";
+    write("trimaps/broken.png", cv::Mat(36, 40, CV_8UC1, cv::Scalar(128)));
+    write("images/lonely.png", cv::Mat(36, 40, CV_8UC3, cv::Scalar::all(9)));
+    const std::string batch = "batch matte " + file("images") + " " + file("trimaps") + " --out " + file("out");
+
+    EXPECT_EQ(4, run(batch + " --jobs 2")) << output;
+    EXPECT_TRUE(says("done          3") && says("skipped       0") && says("failed        2")) << output;
+    EXPECT_TRUE(says("broken.png") && says("no marks file named lonely")) << output;
+    const std::string failures = text(file("out/batch-failures.csv"));
+    EXPECT_NE(std::string::npos, failures.find("broken.png")) << failures;
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(fs::exists(file("out/good" + std::to_string(i) + ".png")));
+
+    // Again: done outputs are skipped; with --force redone.
+    EXPECT_EQ(4, run(batch));
+    EXPECT_TRUE(says("done          0") && says("skipped       3")) << output;
+    EXPECT_EQ(4, run(batch + " --force"));
+    EXPECT_TRUE(says("done          3")) << output;
+
+    // Two shards of a manifest split its jobs between them, the bad one included.
+    std::ofstream(file("jobs.csv")) << "image,marks,output\nimages/good0.png,trimaps/good0.png,a.png\n"
+                                       "images/good1.png,trimaps/good1.png,b.png\n"
+                                       "images/broken.png,trimaps/broken.png,c.png\n";
+    const std::string manifest = "batch matte " + file("jobs.csv") + " --out " + file("m") + " --shard ";
+    EXPECT_EQ(4, run(manifest + "0/2"));  // a.png and c.png
+    EXPECT_TRUE(says("2 jobs (shard 0/2 of 3)") && says("failed        1")) << output;
+    EXPECT_EQ(0, run(manifest + "1/2"));  // b.png
+    EXPECT_TRUE(fs::exists(file("m/a.png")) && fs::exists(file("m/b.png")) && !fs::exists(file("m/c.png")));
+    EXPECT_EQ(1, run(manifest + "2/2"));
+    EXPECT_EQ(1, run("batch composite " + file("jobs.csv") + " --out " + file("m")));
+    EXPECT_EQ(1, run("batch matte " + file("jobs.csv") + " --out " + file("m") + " --preview p.png"));
+}
+
+}  // namespace
