@@ -63,5 +63,12 @@ check composite-no-alpha 2 composite "$work/small.ppm" --over 000000 -o "$work/x
 check stroke-unwritable 2 stroke "$work/trimap.pgm" --from 1,1 --to 9,9 --radius 1 --mode keep \
   -o "$work/no/such/folder/x.png"
 check bbox-missing 2 bbox "$work/missing.pgm"
+check matte-nothing-unknown 1 matte "$work/small.ppm" "$work/small.ppm" -o "$work/x.png"
+
+# A batch with one good and one broken job (the jobs run outside Valgrind).
+mkdir -p "$work/images" "$work/trimaps"
+cp "$work/small.ppm" "$work/images/good.ppm" && cp "$work/trimap.pgm" "$work/trimaps/good.pgm"
+cp "$work/broken.png" "$work/images/bad.png" && cp "$work/trimap.pgm" "$work/trimaps/bad.pgm"
+check batch 4 batch matte "$work/images" "$work/trimaps" --out "$work/batch" --jobs 2
 
 exit $failed
