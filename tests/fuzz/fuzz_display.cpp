@@ -1,0 +1,94 @@
+// Fuzzes the display and tone exports on host images of four-byte (display)
+// and three-byte (tone) pixels: qxShowImageAlpha over any marks, bounds, mode
+// and colour; qxShowKeepBlend of a second image at least as large; the two
+// auto-level tools with any target and mode. Checks return values, that byte
+// 3 of four-byte pixels, the read-only planes and the bytes between rows are
+// never written, and that auto level never darkens. Exports not yet in the
+// library are skipped (weak references).
+#include "fuzz_support.h"
+#include "qxmatte.h"
+
+#pragma weak qxShowImageAlpha
+#pragma weak qxShowKeepBlend
+#pragma weak qxPreviewAutoLevel
+#pragma weak qxRGB2YCbCrAutoLevel
+
+namespace {
+
+void requireByte3Kept(const fuzz::HostImage& image, const std::vector<unsigned char>& before, const char* what) {
+    for (int y = 0; y < image.height; ++y)
+        for (int x = 0; x < image.width; ++x) {
+            const size_t i = size_t(y) * image.step + size_t(x) * 4 + 3;
+            fuzz::require(image.bytes[i] == before[i], what);
+        }
+    fuzz::require(image.gapsIntact(), "a display export writes only inside the image's rows");
+}
+
+void showImageAlpha(FuzzedDataProvider& in, const fuzz::Size& s) {
+    if (!&qxShowImageAlpha) return;
+    fuzz::HostImage image(s.width, s.height, 4, s.extraStep * 4), alpha(s.width, s.height, 1, in.ConsumeIntegralInRange(0, 7));
+    const int high = in.ConsumeIntegral<int>(), low = in.ConsumeIntegral<int>(), mode = in.ConsumeIntegralInRange(-2, 12);
+    unsigned char colour[3];
+    for (unsigned char& c : colour) c = in.ConsumeIntegral<unsigned char>();
+    image.fill(in);
+    alpha.fill(in);
+    const std::vector<unsigned char> pixels = image.bytes, marks = alpha.bytes;
+    fuzz::trace("qxShowImageAlpha %dx%d high %d low %d mode %d", s.width, s.height, high, low, mode);
+    fuzz::require(qxShowImageAlpha(image.data(), image.step, s.width, s.height, alpha.data(), alpha.step, high, low,
+                                   mode, colour) == 1,
+                  "qxShowImageAlpha returns 1");
+    fuzz::require(alpha.bytes == marks, "qxShowImageAlpha never writes the marks");
+    requireByte3Kept(image, pixels, "qxShowImageAlpha never writes byte 3");
+}
+
+void showKeepBlend(FuzzedDataProvider& in, const fuzz::Size& s) {
+    if (!&qxShowKeepBlend) return;
+    const int otherWidth = s.width + in.ConsumeIntegralInRange(0, 5), otherHeight = s.height + in.ConsumeIntegralInRange(0, 5);
+    fuzz::HostImage image(s.width, s.height, 4, s.extraStep * 4), other(otherWidth, otherHeight, 4, 0);
+    const float amount = in.ConsumeFloatingPointInRange<float>(-1.0f, 2.0f);
+    image.fill(in);
+    other.fill(in);
+    const std::vector<unsigned char> pixels = image.bytes, otherBytes = other.bytes;
+    fuzz::trace("qxShowKeepBlend %dx%d other %dx%d amount %g", s.width, s.height, otherWidth, otherHeight, double(amount));
+    qxShowKeepBlend(image.data(), image.step, s.width, s.height, other.data(), other.step, otherWidth, otherHeight,
+                    amount);
+    fuzz::require(other.bytes == otherBytes, "qxShowKeepBlend never writes the other image");
+    requireByte3Kept(image, pixels, "qxShowKeepBlend never writes byte 3");
+}
+
+void autoLevel(FuzzedDataProvider& in, const fuzz::Size& s, bool preview) {
+    if (preview ? !&qxPreviewAutoLevel : !&qxRGB2YCbCrAutoLevel) return;
+    fuzz::HostImage image(s.width, s.height, 3, s.extraStep);
+    const float target = in.ConsumeFloatingPointInRange<float>(-10.0f, 400.0f);
+    const int mode = in.ConsumeIntegralInRange(-1, 6), level = in.ConsumeIntegralInRange(-10, 300);
+    image.fill(in);
+    const std::vector<unsigned char> pixels = image.bytes;
+    fuzz::trace("%s %dx%d target %g mode %d level %d", preview ? "qxPreviewAutoLevel" : "qxRGB2YCbCrAutoLevel",
+                s.width, s.height, double(target), mode, level);
+    if (preview) {
+        fuzz::require(qxPreviewAutoLevel(image.data(), image.step, s.width, s.height, target) == 1,
+                      "qxPreviewAutoLevel returns 1");
+        for (size_t i = 0; i < pixels.size(); ++i)
+            if (!image.inGap(i)) fuzz::require(image.bytes[i] >= pixels[i], "auto level never darkens");
+    } else {
+        const int rc = qxRGB2YCbCrAutoLevel(image.data(), image.step, s.width, s.height, mode, level);
+        fuzz::require(rc == (mode >= 0 && mode <= 4 ? 1 : 0), "qxRGB2YCbCrAutoLevel returns 1, or 0 for a bad mode");
+        if (rc == 0) fuzz::require(image.bytes == pixels, "an unknown mode changes nothing");
+    }
+    fuzz::require(image.gapsIntact(), "a tone export writes only inside the image's rows");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    FuzzedDataProvider in(data, size);
+    const int which = in.ConsumeIntegralInRange(0, 3);
+    const fuzz::Size s = fuzz::consumeSize(in, 300, 40000);
+    switch (which) {
+        case 0: showImageAlpha(in, s); break;
+        case 1: showKeepBlend(in, s); break;
+        case 2: autoLevel(in, s, true); break;
+        case 3: autoLevel(in, s, false); break;
+    }
+    return 0;
+}
