@@ -3,7 +3,7 @@
 # make bench  build and run every program of bench/
 # make fuzz   build the libFuzzer harnesses with clang and run each FUZZ_SECONDS
 # make memcheck  the tool under Valgrind: demo road and failure paths, no leaks
-# make check  cppcheck and clang-tidy over the sources
+# make check  cppcheck over the sources; make tidy  clang-tidy over them
 SHELL := /bin/bash
 JOBS ?= $(shell nproc)
 BUILD ?= build
@@ -13,7 +13,7 @@ FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 30
 MEMCHECK_BUILD ?= build-memcheck
 
-.PHONY: all deps configure build demo test test-release test-sanitize fuzz memcheck check bench clean
+.PHONY: all deps configure build demo test test-release test-sanitize fuzz memcheck check tidy bench clean
 
 all: build
 
@@ -58,7 +58,11 @@ memcheck: deps
 	bash scripts/memcheck.sh $(MEMCHECK_BUILD)
 
 check: configure
-	JOBS=$(JOBS) bash scripts/static-checks.sh $(BUILD)
+	JOBS=$(JOBS) bash scripts/static-checks.sh $(BUILD) cppcheck
+
+# clang-tidy over every source: several minutes on two cores.
+tidy: configure
+	JOBS=$(JOBS) bash scripts/static-checks.sh $(BUILD) clang-tidy
 
 bench: build
 	@set -e; for src in bench/*.cpp; do \
