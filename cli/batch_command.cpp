@@ -74,7 +74,7 @@ Settings parseSettings(const std::vector<std::string>& args, bool quiet) {
         } else if (a == "-q" || a == "--quiet") {
             s.quiet = true;
         } else if (a == "--shard") {
-            const std::string v = value();
+            const std::string& v = value();
             const std::size_t slash = v.find('/');
             if (slash == std::string::npos) usage("--shard takes I/N, e.g. 0/4 (I counts from 0)");
             s.shardIndex = parseCount(v.substr(0, slash), "the shard index");
@@ -203,6 +203,7 @@ Running start(const Settings& s, const std::vector<Job>& jobs, std::size_t index
             setenv("OMP_NUM_THREADS", std::to_string(std::max(1L, cores / s.jobs)).c_str(), 1);
         }
         std::vector<char*> argv;
+        argv.reserve(args.size() + 1);
         for (std::string& a : args) argv.push_back(a.data());
         argv.push_back(nullptr);
         execv("/proc/self/exe", argv.data());
