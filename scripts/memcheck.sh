@@ -63,7 +63,7 @@ check composite-no-alpha 2 composite "$work/small.ppm" --over 000000 -o "$work/x
 check stroke-unwritable 2 stroke "$work/trimap.pgm" --from 1,1 --to 9,9 --radius 1 --mode keep \
   -o "$work/no/such/folder/x.png"
 check bbox-missing 2 bbox "$work/missing.pgm"
-check matte-nothing-unknown 1 matte "$work/small.ppm" "$work/small.ppm" -o "$work/x.png"
+check matte-trimap-refused 1 matte "$work/small.ppm" "$work/small.ppm" -o "$work/x.png"
 
 # A batch with one good and one broken job (the jobs run outside Valgrind).
 mkdir -p "$work/images" "$work/trimaps"
