@@ -9,6 +9,7 @@ namespace qx {
 // Thrown plain integers.
 enum ThrownCode : int {
     kSystemTooLarge = -1,      // matting system above its limits
+    kBadJob = -3,              // a job's sizes, steps or rectangle outside its buffers (returned, not thrown)
     kMarksUnsolvable = -5,     // keep/cut marks don't allow a solve
     kAllocFailed = 102,        // buffer allocation failed, sizes within limits
     kGuardDisturbed = 103,     // a buffer's guard row was overwritten

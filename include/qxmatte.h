@@ -46,6 +46,8 @@
  *   -1   the matting system is too large (over 500000 unknown pixels or
  *        100000000 matrix entries)
  *   -5   the marks do not allow a solve
+ * qxKeepCutToAlpha also returns -3 for a job whose sizes, steps or rectangle
+ * lie outside its buffers.
  */
 #ifndef QXMATTE_H
 #define QXMATTE_H
@@ -161,11 +163,36 @@ QXMATTE_API int qxMaskAlpha(QxMaskJob *job, int unused, float unknownEstimate,
                             int inHigh, int inLow, int outHigh, int outLow);
 
 /*
- * Turn keep/cut marks into alpha over the job's rectangle by a tree of tiles
- * (or a local solve of a small edited rectangle), and with recoverColors set
- * recover the foreground colours into outPixels. fullSize: 1 the full-size
- * tile path, anything else the half-size path. Returns 1, an internal failure
- * code as it is, -1 for memory exhausted, -1000 for any other failure.
+ * Turn keep/cut marks into a soft alpha over the job's rectangle (roiX, roiY,
+ * roiWidth, roiHeight), in place in maskPixels. Marks follow the mark coding
+ * above; every pixel without bit 0 (fixed) is solved, and the fixed ones keep
+ * their value. The rectangle is cut into a tree of tiles along the spread of
+ * its unknown pixels and solved tile by tile, each solved tile serving as
+ * boundary for the next, so that images of any size can be solved.
+ * fullSize: 1 solves at full size; anything else solves a half-size copy and
+ * brings it up by colour-guided doubling (about twice as fast).
+ * roiBorder non-zero marks an edit: a rectangle below 937024 pixels is
+ * re-solved at once inside a frame of roiBorder pixels of the alpha around it
+ * (the frame keeps its values exactly); a larger one goes through the tiles
+ * with a frame of 4 * roiBorder + 3 pixels, where the unknown band of
+ * auxPixels (0x7E) stays unknown. The edit is then merged with the alpha that
+ * stood there, where that was not fixed, by keepCutMode: 0 keeps the lower
+ * (an edit only removes), 1 the higher (only adds), any other value takes the
+ * new alpha as it is.
+ * On return a fixed pixel holds its mark; 0xFF and 0x01 pixels also copy
+ * their four source bytes into outPixels. Solved pixels have bit 0 clear.
+ * recoverColors non-zero then recovers foreground colours into outPixels with
+ * qxRecoverForegroundCell (its result is not looked at).
+ * Reads imagePixels, maskPixels, auxPixels (the host's marks: on any failure
+ * bit 0 of each mask pixel is put back from there), writes maskPixels and
+ * outPixels inside the rectangle. Progress: total 20000 (10000 for an edit).
+ * Returns 1; -3 when a pointer is null, width or height is below 1, a step is
+ * shorter than a row (4 bytes a pixel for imagePixels and outPixels), or the
+ * rectangle is empty or not inside the image (nothing is touched then); -5
+ * when the marks allow no solve (fewer than 3 pixels to solve, or no fixed
+ * keep or no fixed cut, tested when roiBorder is 0); -1 for a tile of more
+ * than 500000 pixels to solve or memory exhausted; another internal failure
+ * code as it is (e.g. 103); -1000 for any other failure.
  */
 QXMATTE_API int qxKeepCutToAlpha(QxJob *job, int fullSize);
 

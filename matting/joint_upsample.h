@@ -21,6 +21,11 @@ void interleaveTwo(const Plane& source, Plane& destination, int xOffset, int yOf
 // resize if needed, then jointUpsample with sigma 10.
 void expandFromReduced(Plane& smallMask, Plane& fullMask, Plane* const fullPlanes[3]);
 
+// jointUpsample leaves the first odd row and column and a strip past its view
+// at the right and bottom unreached; this overwrites them from their nearest
+// reached line: nearLines at the top and left, farLines at the bottom and right.
+void repairUpsampleBorder(Plane& mask, int nearLines, int farLines);
+
 void padImageEdges(Plane& image, int left, int top, int right, int bottom);
 
 struct ImagePyramid {

@@ -3,7 +3,6 @@
 // else a solve at half or smaller size brought back by colour-guided
 // doubling. Last, 0 and 255 survive only where the host's marks held them.
 #include <cmath>
-#include <cstring>
 #include <exception>
 
 #include "frame/export_frame.h"
@@ -61,27 +60,6 @@ void reducePlanes(Plane* const fullPlanes[3], Plane* const smallPlanes[3], Reduc
         if (f) std::rethrow_exception(f);
 }
 
-void copyRow(Plane& image, int from, int to) {
-    if (from >= 0 && from < image.height && to >= 0 && to < image.height && from != to)
-        std::memcpy(image.row(to), image.row(from), image.width);
-}
-
-void copyColumn(Plane& image, int from, int to) {
-    if (from < 0 || from >= image.width || to < 0 || to >= image.width) return;
-    for (int y = 0; y < image.height; ++y) image.row(y)[to] = image.row(y)[from];
-}
-
-// The upsampler leaves the first odd row and column and a strip past its view
-// at the right and bottom unreached; these repairs overwrite them. `near`
-// lines at the top and left, `far` lines at the bottom and right.
-void repairBorder(Plane& mask, int nearLines, int farLines) {
-    const int h = mask.height, w = mask.width;
-    for (int y = 0; y < nearLines; ++y) copyRow(mask, nearLines, y);
-    for (int y = h - farLines; y < h; ++y) copyRow(mask, h - farLines - 1, y);
-    for (int x = 0; x < nearLines; ++x) copyColumn(mask, nearLines, x);
-    for (int x = w - farLines; x < w; ++x) copyColumn(mask, w - farLines - 1, x);
-}
-
 // What the job must hold before any buffer is made: sizes not negative, the
 // planes and the mask present with steps that hold a row.
 bool validJob(const QxMaskJob* job) {
@@ -137,10 +115,10 @@ int maskAlpha(QxMaskJob* job, float unknownEstimate, int inHigh, int inLow, int 
             Plane* small = &smallMask;
             Plane* full = &fullMask;
             jointUpsample(&small, &full, fullPlanes, 10.0f);
-            repairBorder(fullMask, 1, 3);
+            repairUpsampleBorder(fullMask, 1, 3);
         } else {
             expandFromReduced(smallMask, fullMask, fullPlanes);
-            repairBorder(fullMask, 2, 9);
+            repairUpsampleBorder(fullMask, 2, 9);
         }
     }
 

@@ -57,7 +57,7 @@ TEST(LibrarySymbols, OnlyTheListedExportsAreVisible) {
     EXPECT_EQ(0, pclose(nm));
     for (const char* name : {"setDebugTrace", "qxSetupLib", "qxMaskBBox", "qxDrawLine8u", "qxGrabCut",
                              "qxGrabCutEdgeGen", "qxGrabCutDeleteBuf", "qxHairSelect", "qxColorRangeSelect",
-                             "qxDesaturation"})
+                             "qxDesaturation", "qxKeepCutToAlpha"})
         EXPECT_EQ(1u, defined.count(name)) << name;
 
     // Each defined export answers through dlsym, and loading defaulted the solver's

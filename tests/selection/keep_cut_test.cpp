@@ -1,0 +1,152 @@
+// The keep/cut export and its local solve: refused jobs, the -5 rule with
+// the mark bits given back, the leaf limit, the merge of an edit by mode, the
+// frame of an edit and its corner rule.
+#include <gtest/gtest.h>
+
+#include "keep_cut_fixture.h"
+#include "selection/solve_local.h"
+
+namespace {
+
+using seltest::KeepCutJob;
+using seltest::marksOf;
+
+cv::Mat grey(int w, int h, int v) { return cv::Mat(h, w, CV_8UC3, cv::Scalar(v, v, v)); }
+
+// Keep on the left, cut on the right, `unknown` band pixels in column 20.
+cv::Mat twoSided(int unknown) {
+    cv::Mat marks(30, 40, CV_8UC1, cv::Scalar(0xFF));
+    marks.colRange(20, 40).setTo(0x01);
+    for (int i = 0; i < unknown; ++i) marks.at<unsigned char>(10 + i, 20) = 0x7E;
+    return marks;
+}
+
+TEST(KeepCutToAlpha, RefusesJobsOutsideTheirBuffersBeforeTouchingThem) {
+    KeepCutJob base(grey(10, 8, 100), twoSided(0).rowRange(0, 8).colRange(15, 25).clone());
+    const cv::Mat before = base.mask.clone();
+    struct Bad { const char* what; void (*spoil)(QxJob&); };
+    const Bad cases[] = {
+        {"width -1", [](QxJob& j) { j.width = -1; }},
+        {"height 0", [](QxJob& j) { j.height = 0; }},
+        {"roiWidth 0", [](QxJob& j) { j.roiWidth = 0; }},
+        {"roiHeight -1", [](QxJob& j) { j.roiHeight = -1; }},
+        {"roiX -1", [](QxJob& j) { j.roiX = -1; }},
+        {"roiX 1 past the edge", [](QxJob& j) { j.roiX = 1; }},
+        {"roiY 1 past the edge", [](QxJob& j) { j.roiY = 1; }},
+        {"short image step", [](QxJob& j) { j.imageStep = 4 * j.width - 1; }},
+        {"short mask step", [](QxJob& j) { j.maskStep = j.width - 1; }},
+        {"no aux plane", [](QxJob& j) { j.auxPixels = nullptr; }},
+    };
+    for (const Bad& c : cases) {
+        KeepCutJob k(grey(10, 8, 100), base.mask);
+        c.spoil(k.job);
+        EXPECT_EQ(-3, k.run(1)) << c.what;
+        EXPECT_EQ(0, cv::norm(k.mask, before, cv::NORM_INF)) << c.what;
+    }
+    EXPECT_EQ(-3, qxKeepCutToAlpha(nullptr, 1));
+    KeepCutJob one(grey(1, 1, 100), cv::Mat(1, 1, CV_8UC1, cv::Scalar(0x7E)));
+    EXPECT_EQ(-5, one.run(1));  // a 1 by 1 job is sound: it just has nothing to solve with
+}
+
+TEST(KeepCutToAlpha, MarksThatAllowNoSolveGiveMinusFiveAndTheirBitsBack) {
+    cv::Mat soft(30, 40, CV_8UC1, cv::Scalar(0x7E));
+    soft.colRange(0, 10).setTo(0xFE);  // soft keep: bit 1 would leak into bit 0
+    for (int fullSize : {1, 0}) {
+        KeepCutJob k(grey(40, 30, 90), soft);
+        EXPECT_EQ(-5, k.run(fullSize));
+        EXPECT_EQ(0, cv::norm(k.mask, soft, cv::NORM_INF));
+    }
+    KeepCutJob two(grey(40, 30, 90), twoSided(2));
+    EXPECT_EQ(-5, two.run(1));
+    EXPECT_EQ(0, cv::norm(two.mask, twoSided(2), cv::NORM_INF));
+    KeepCutJob three(grey(40, 30, 90), twoSided(3));
+    EXPECT_EQ(1, three.run(1));
+    // Fixed keep and cut come back with their source colour, bit 0 clear elsewhere.
+    EXPECT_EQ(0xFF, three.mask.at<unsigned char>(0, 0));
+    EXPECT_EQ(0x01, three.mask.at<unsigned char>(0, 39));
+    EXPECT_EQ(0, three.mask.at<unsigned char>(11, 20) & 1);
+    EXPECT_EQ(cv::Vec4b(90, 90, 90, 255), three.out.at<cv::Vec4b>(0, 0));
+}
+
+TEST(KeepCutToAlpha, ALeafAboveTheLimitFailsWithMinusOneAndTheBitsBack) {
+    cv::Mat marks(600, 1000, CV_8UC1, cv::Scalar(0x7E));
+    marks.at<unsigned char>(0, 0) = 0xFF;
+    marks.at<unsigned char>(599, 999) = 0x01;
+    KeepCutJob k(grey(1000, 600, 50), marks);
+    EXPECT_EQ(-1, k.run(1));
+    EXPECT_EQ(0, cv::norm(k.mask, marks, cv::NORM_INF));
+}
+
+// An earlier cut-out (even alpha, fixed marks odd) and an edit of its middle.
+struct Edit {
+    qxtest::Composite comp = qxtest::makeComposite(160, 120, 6, 7);
+    cv::Mat marks;
+    Edit() {
+        marks = comp.alpha & 0xFE;
+        marks.setTo(0x01, comp.trimap == 0);
+        marks.setTo(0xFF, comp.trimap == 255);
+    }
+    KeepCutJob job(int mode) const {
+        KeepCutJob k(comp.image, marks);
+        k.job.roiX = 50, k.job.roiY = 30, k.job.roiWidth = 60, k.job.roiHeight = 50;
+        k.job.roiBorder = 6, k.job.keepCutMode = mode;
+        return k;
+    }
+};
+
+TEST(KeepCutToAlpha, ALocalEditKeepsItsFrameAndMergesByMode) {
+    const Edit edit;
+    KeepCutJob plain = edit.job(2), removing = edit.job(0), adding = edit.job(1);
+    ASSERT_EQ(1, plain.run(1));
+    ASSERT_EQ(1, removing.run(1));
+    ASSERT_EQ(1, adding.run(1));
+    const cv::Rect rect(50, 30, 60, 50);
+    cv::Mat outside(edit.marks.size(), CV_8UC1, cv::Scalar(255));
+    outside(rect).setTo(0);
+    // Frame and everything beyond the rectangle hold exactly their old values.
+    EXPECT_EQ(0, cv::norm(plain.mask, edit.marks, cv::NORM_INF, outside));
+    EXPECT_GT(cv::norm(plain.mask(rect), edit.marks(rect), cv::NORM_L1), 0);  // something was solved
+    // Mode 2 is the solve as it stands; 0 and 1 take the lower and the higher
+    // of it and the old alpha where the old one was not fixed.
+    const cv::Mat soft = (edit.marks & 1) == 0;
+    cv::Mat lower = plain.mask.clone(), higher = plain.mask.clone();
+    cv::Mat(cv::min(plain.mask, edit.marks)).copyTo(lower, soft);
+    cv::Mat(cv::max(plain.mask, edit.marks)).copyTo(higher, soft);
+    EXPECT_EQ(0, cv::norm(removing.mask, lower, cv::NORM_INF));
+    EXPECT_EQ(0, cv::norm(adding.mask, higher, cv::NORM_INF));
+}
+
+TEST(LocalSolve, FramesStopAtTheImageEdges) {
+    QxJob job{};
+    job.width = 50, job.height = 40, job.roiBorder = 1;
+    job.roiX = 0, job.roiY = 0, job.roiWidth = 10, job.roiHeight = 10;
+    qx::LocalBox b = qx::localFrame(job);
+    EXPECT_EQ(0, b.frameLeft); EXPECT_EQ(0, b.frameTop); EXPECT_EQ(1, b.frameRight); EXPECT_EQ(1, b.frameBottom);
+    EXPECT_EQ(0, b.x); EXPECT_EQ(0, b.y); EXPECT_EQ(11, b.width); EXPECT_EQ(11, b.height);
+    job.roiX = 40, job.roiY = 30;
+    b = qx::localFrame(job);
+    EXPECT_EQ(1, b.frameLeft); EXPECT_EQ(1, b.frameTop); EXPECT_EQ(0, b.frameRight); EXPECT_EQ(0, b.frameBottom);
+    EXPECT_EQ(39, b.x); EXPECT_EQ(29, b.y);
+    job.roiX = 0, job.roiY = 0, job.roiWidth = 50, job.roiHeight = 40, job.roiBorder = 5;
+    b = qx::localFrame(job);
+    EXPECT_EQ(0, b.frameLeft + b.frameTop + b.frameRight + b.frameBottom);
+}
+
+TEST(LocalSolve, AWholeImageEditFallsBackOnTheMarkedBox) {
+    // Two pixels to solve and no cut mark: nothing to do, result 1, bits back.
+    cv::Mat marks(40, 50, CV_8UC1, cv::Scalar(0xFF));
+    marks.at<unsigned char>(20, 20) = marks.at<unsigned char>(20, 21) = 0x7E;
+    KeepCutJob k(grey(50, 40, 70), marks);
+    k.job.roiBorder = 5;
+    k.aux.at<unsigned char>(20, 21) = 0x7F;  // the host's marks: bit 0 comes from here
+    EXPECT_EQ(1, qx::solveLocal(&k.job));
+    marks.at<unsigned char>(20, 21) = 0x7F;
+    EXPECT_EQ(0, cv::norm(k.mask, marks, cv::NORM_INF));
+    // With nothing but marks the box is empty: -5.
+    KeepCutJob none(grey(50, 40, 70), cv::Mat(40, 50, CV_8UC1, cv::Scalar(0xFF)));
+    none.job.roiBorder = 5;
+    EXPECT_EQ(-5, qx::solveLocal(&none.job));
+    qx::startProgress(nullptr, nullptr, 0, 0, 0);
+}
+
+}  // namespace
