@@ -4,6 +4,7 @@
 #include "frame/progress.h"
 #include "matting/matting_system.h"
 #include "matting/refine_alpha.h"
+#include "selection/serial_when_small.h"
 #include "selection/solve_local.h"
 
 namespace qx {
@@ -73,6 +74,7 @@ void solveBlocks(Plane* const planes[3], Plane& fixedMap, Plane& mask, bool refi
             ippiSet_8u_C1R(255, blockKnown.pixels, blockKnown.step, left, bh);
             ippiSet_8u_C1R(255, blockKnown.pixels + (bw - right), blockKnown.step, right, bh);
 
+            SerialWhenSmall serial(static_cast<long long>(bw) * bh);
             MatteState state;  // defaults: direct solver, epsilon 1e-7, no stretch, no sharpening
             try {
                 solveMatteWithKnown(state, blockPlanes, planeStep, bw, bh, blockKnown.pixels, blockKnown.step,

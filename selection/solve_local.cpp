@@ -6,6 +6,7 @@
 #include "frame/progress.h"
 #include "frame/status.h"
 #include "selection/keep_cut_region.h"
+#include "selection/serial_when_small.h"
 
 namespace qx {
 
@@ -45,6 +46,7 @@ int solveLocalWork(QxJob& job) {
     }
 
     const int w = box.width, h = box.height;
+    SerialWhenSmall serial(static_cast<long long>(w) * h);
     Plane mask(w, h, pixelAt(job.maskPixels, job.maskStep, box.x, box.y), job.maskStep);
     Plane plane0(w, h), plane1(w, h), plane2(w, h), fixedMap(w, h), savedMarks(w, h);
     Plane* const planes[3] = {&plane0, &plane1, &plane2};

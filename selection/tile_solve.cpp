@@ -6,6 +6,7 @@
 
 #include "frame/progress.h"
 #include "matting/matting_system.h"
+#include "selection/serial_when_small.h"
 #include "selection/tile_tree.h"
 
 namespace qx {
@@ -13,6 +14,7 @@ namespace qx {
 namespace {
 
 constexpr int kMargin = 10;
+
 
 void solveLeaf(TileJob& job, const TileNode& leaf) {
     if (leaf.x0 < 0 || leaf.y0 < 0 || leaf.x1 < 0 || leaf.y1 < 0 || leaf.x0 >= job.width ||
@@ -27,7 +29,7 @@ void solveLeaf(TileJob& job, const TileNode& leaf) {
     for (int c = 0; c < 3; ++c) planes[c] = job.planeData[c] + static_cast<long long>(py0) * job.planeStep + px0;
 
     long long unknown = 0;
-#pragma omp parallel for schedule(static) reduction(+ : unknown)
+#pragma omp parallel for schedule(static) reduction(+ : unknown) if (w * h >= kThreadedArea)
     for (int y = 0; y < h; ++y) {
         const unsigned char* f = fixed + static_cast<long long>(y) * job.fixedStep;
         for (int x = 0; x < w; ++x) unknown += (f[x] & 1) == 0;
@@ -37,6 +39,7 @@ void solveLeaf(TileJob& job, const TileNode& leaf) {
         // unknown ones; the defaults of a fresh state are this road's
         // parameters (direct solver, epsilon 1e-7, no stretch, no sharpening).
         MatteState state;
+        SerialWhenSmall serial(static_cast<long long>(w) * h);
         try {
             solveMatteWithKnown(state, planes, job.planeStep, w, h, fixed, job.fixedStep, mask, job.maskStep);
         } catch (...) {

@@ -26,7 +26,7 @@ const unsigned char* fixedRow(const TileJob& job, int y) {
 
 long long countUnknown(const TileJob& job, const TileNode& node) {
     long long count = 0;
-#pragma omp parallel for schedule(static) reduction(+ : count)
+#pragma omp parallel for schedule(static) reduction(+ : count) if (worthThreads(node))
     for (int y = node.y0; y <= node.y1; ++y) {
         const unsigned char* f = fixedRow(job, y);
         for (int x = node.x0; x <= node.x1; ++x) count += (f[x] & 1) == 0;
@@ -39,7 +39,7 @@ long long countUnknown(const TileJob& job, const TileNode& node) {
 // cannot change them. False when the tile has no unknown pixel.
 bool findCut(const TileJob& job, TileNode& node) {
     double sumX = 0.0, sumY = 0.0, count = 0.0;
-#pragma omp parallel for schedule(static) reduction(+ : sumX, sumY, count)
+#pragma omp parallel for schedule(static) reduction(+ : sumX, sumY, count) if (worthThreads(node))
     for (int y = node.y0; y <= node.y1; ++y) {
         const unsigned char* f = fixedRow(job, y);
         for (int x = node.x0; x <= node.x1; ++x)
@@ -50,7 +50,7 @@ bool findCut(const TileJob& job, TileNode& node) {
     node.centreY = static_cast<int>(sumY * (1.0 / count));
     const int cx = node.centreX, cy = node.centreY;
     double sxx = 0.0, syy = 0.0;
-#pragma omp parallel for schedule(static) reduction(+ : sxx, syy)
+#pragma omp parallel for schedule(static) reduction(+ : sxx, syy) if (worthThreads(node))
     for (int y = node.y0; y <= node.y1; ++y) {
         const unsigned char* f = fixedRow(job, y);
         const double dy2 = double(y - cy) * double(y - cy);
@@ -108,7 +108,7 @@ int classify(const TileJob& job, const TileNode& node) {
     const int w = node.x1 - node.x0 + 1, h = node.y1 - node.y0 + 1;
     if (std::min(w, h) < kShortestSide) return 4;
     long long cuts = 0, keeps = 0;
-#pragma omp parallel for schedule(static) reduction(+ : cuts, keeps)
+#pragma omp parallel for schedule(static) reduction(+ : cuts, keeps) if (worthThreads(node))
     for (int y = node.y0; y <= node.y1; ++y) {
         const unsigned char* f = fixedRow(job, y);
         const unsigned char* m = job.maskData + static_cast<long long>(y) * job.maskStep;

@@ -35,6 +35,14 @@ struct TileJob {
     int leafCount = 0;
 };
 
+// Below this many pixels a count over a tile runs on the calling thread: the
+// tree has thousands of small tiles, and waking the team for each costs more
+// than the count. (The counts are integer sums, the same either way.)
+constexpr long long kThreadedArea = 1 << 16;
+inline bool worthThreads(const TileNode& n) {
+    return static_cast<long long>(n.x1 - n.x0 + 1) * (n.y1 - n.y0 + 1) >= kThreadedArea;
+}
+
 // Classes of a child: 0 two-sided, 1 keep marks only, 2 cut marks only (or
 // none), 4 too small to be worth a tile (shorter side below 12).
 int classify(const TileJob& job, const TileNode& node);
