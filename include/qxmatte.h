@@ -16,8 +16,13 @@
  * another even value is a soft alpha, another odd value a fixed alpha.
  *
  * Four-byte pixels: bytes 0 to 2 are colour (byte 1 is green), byte 3 is not
- * colour and is never written by the library. Colour arguments (three bytes)
- * run in the reverse order of the pixel's bytes.
+ * colour; only qxShowImageAlpha writes it (255, in its opaque modes). Colour
+ * arguments (three bytes) run in the reverse order of the pixel's bytes.
+ *
+ * Sizes: the flat-form exports check width, height and step before they make
+ * any buffer; a width or height below 1, or a step too short for one row,
+ * gives the failure value each export names (or nothing happens, where an
+ * export has no result).
  *
  * Return values: 1 is success, except qxRecoverForeground, whose success is 0.
  * Failures inside the library come back as each export's comment says. Where an
@@ -339,15 +344,41 @@ QXMATTE_API int qxDesaturation(unsigned char *pixels, int step, int width, int h
 
 /* ---- Display ------------------------------------------------------------ */
 
-/* Paint marks, classes or alpha into the display image (4-byte pixels) by
- * mode; colour three bytes in reverse pixel order. Returns 1. Failures pass
- * to the host. */
+/*
+ * Paint the state of a cut-out into the display image pixels (4 bytes a pixel,
+ * step >= 4 * width) from the mask alpha (one byte a pixel, alphaStep >=
+ * width), in place. mode:
+ *   1  tinted marks: colour bytes darkened to 7/8 (rounded), then 85 added
+ *      (saturating) to byte 0 for an even mark, byte 2 for fixed cut 0x01,
+ *      byte 1 for fixed keep 0xFF, bytes 2 and 1 for any other odd mark;
+ *      byte 3 untouched.
+ *   2  class colours by exact value: 0 gives bytes (0,0,255,255), 255 gives
+ *      (0,255,0,255), anything else (255,0,0,255).
+ *   3, 6  the image over colour: alpha is stretched as by
+ *      qxScaleAlpha(high, low, protectHard 0), then each colour byte becomes
+ *      round(p * a / 256) + round(k * (255 - a) / 256), saturated, where k is
+ *      the colour's byte for it (so a = 255 keeps 255/256 of the pixel).
+ *   4  the colour over the image: the same with a and 255 - a swapped.
+ *   5  the stretched alpha as grey in bytes 0 to 2.
+ *   Modes 2 to 6 set byte 3 to 255.
+ * colour: three bytes in reverse pixel order, read by modes 3, 4 and 6.
+ * Returns 1; 1 also for any other mode, which changes nothing. Returns -1,
+ * changing nothing, for bad sizes, and in modes 3 to 6 when high and low
+ * have equal low bytes (nothing to stretch from) or, in modes 3, 4 and 6,
+ * when colour is NULL. An allocation failure of the work planes passes to the
+ * host as a C++ exception.
+ */
 QXMATTE_API int qxShowImageAlpha(unsigned char *pixels, int step, int width, int height,
                                  const unsigned char *alpha, int alphaStep, int high, int low,
                                  int mode, const unsigned char *colour);
 
-/* Blend other (at least as large) into pixels by amount. Failures pass to the
- * host. */
+/*
+ * Mix other into pixels (both 4 bytes a pixel), bytes 0 to 2: each becomes
+ * trunc(p * (1 - amount) + o * amount) in single precision, stored as its low
+ * byte (amounts outside 0 to 1 wrap rather than saturate); byte 3 stays.
+ * otherWidth and otherHeight must be at least width and height. Bad sizes or
+ * a smaller other: nothing happens.
+ */
 QXMATTE_API void qxShowKeepBlend(unsigned char *pixels, int step, int width, int height,
                                  const unsigned char *other, int otherStep, int otherWidth,
                                  int otherHeight, float amount);
@@ -385,34 +416,72 @@ QXMATTE_API int qxMaskBBox(int is16Bit, const void *pixels, int step, int width,
 QXMATTE_API int qxDrawLine8u(unsigned char *pixels, int step, int width, int height,
                              int x1, int y1, int x2, int y2, int radius, int mode, int value);
 
-/* Flood-fill the 8-connected region of like-class pixels at the seed with the
- * class of mode (low byte: 0 cut, 1 keep, 2 unknown); outRect receives x, y,
- * width, height of the changed area (all zero when the seed already has the
- * class; the whole image for mode 2). Other modes change nothing. Returns 1,
- * -3 for a seed right of or below the image, -1 when memory ran out. */
+/*
+ * Flood-fill the 8-connected region of like-class pixels around the seed
+ * (classes: fixed cut 1, fixed keep 255, anything else) with the class of
+ * mode (low byte): 0 cut (1), 1 keep (255), 2 unknown (0x7E). outRect (four
+ * ints, required) is zeroed first and receives x, y, width, height of the
+ * region: all zero when the seed already has the value (nothing to do); for
+ * mode 2 the whole image. Modes 0 and 1 rewrite pixels of the target class
+ * within the rectangle (the region and those already of that class); other
+ * modes write nothing and report the region's rectangle. reserved1..3: not
+ * read. Returns 1; -3 for a seed outside the image (negative coordinates
+ * included) or bad sizes; -1 when the fill's work buffer can't be had.
+ * Failure to allocate the copy or the class image passes to the host.
+ */
 QXMATTE_API int qxFloodFillAlpha(unsigned char *pixels, int step, int width, int height,
                                  int seedX, int seedY, int reserved1, int reserved2, int mode,
                                  int reserved3, int *outRect);
 
-/* Stretch [low, high] to [0, 255] in place; protectHard keeps odd (fixed)
- * values. Returns 1. Failures pass to the host. */
+/*
+ * Stretch [low, high] to [0, 255] in place. high and low: low bytes, as
+ * unsigned values; span = high - low. factor = 8160 / span truncated, at most
+ * 255 (a negative span gives a negative factor of which the low byte is
+ * used); each pixel becomes saturate(round(max(v - low, 0) * factor / 32)).
+ * A span of 255 changes nothing. protectHard non-zero: pixels that were odd
+ * (fixed marks) keep their value, the others lose bit 0 after the stretch.
+ * Returns 1; -1, changing nothing, for a span of 0 (equal low bytes: nothing
+ * to stretch from) or bad sizes. Failures to allocate pass to the host.
+ */
 QXMATTE_API int qxScaleAlpha(unsigned char *pixels, int step, int width, int height,
                              int high, int low, int protectHard);
 
-/* Smooth a mask (median then Gaussian), mode 0 (3x3) or 1 (5x5); a border of
- * 3 or 4 pixels is left as it was; other modes change nothing. Returns 1.
- * Failures pass to the host. */
+/*
+ * Smooth a mask in place: a cross-shaped median, 3x3 (mode 0) or 5x5 (mode 1),
+ * then a 5x5 Gaussian. A band of 3 (mode 0) or 4 (mode 1) pixels at the edges
+ * keeps its values, and images no larger than twice that band in either
+ * direction are left as they were; pixels outside the image are never read.
+ * Other modes change nothing. Returns 1; -1 for bad sizes. Failures to
+ * allocate the work image pass to the host.
+ */
 QXMATTE_API int qxfilterIm8u(unsigned char *pixels, int step, int width, int height, int mode);
 
 /* ---- Tone ---------------------------------------------------------------- */
 
-/* Brighten 3-byte pixels so that the strongest channel mean reaches target
- * (never darkens). Returns 1. */
+/*
+ * Brighten 3-byte pixels in place so that the largest channel mean m reaches
+ * target: gain = target / (m + 0.0001); if it is above 1, n = trunc(8 * gain)
+ * capped at 250 and each byte becomes saturate(round(v * n / 8)), ties to
+ * even. Never darkens. Returns 1; -1 for bad sizes (step below 3 * width).
+ */
 QXMATTE_API int qxPreviewAutoLevel(unsigned char *pixels, int step, int width, int height,
                                    float target);
 
-/* Show one component of the image in YCbCr, levelled towards target; mode 0
- * to 4. Returns 1, or 0 for an unknown mode. */
+/*
+ * Show one component of 3-byte pixels in YCbCr, in place, levelled towards
+ * target when target is above 1. mode: 0 the image itself (as
+ * qxPreviewAutoLevel), 1 luminance in all three channels (then as
+ * qxPreviewAutoLevel), 2 chroma alone (luminance set to 128; Cb and Cr
+ * stretched together by n / 8 around 128 from the mean excess above 128),
+ * 3 Cb, 4 Cr in all three channels (stretched by n / 8 around 128 from the
+ * mean distance to 128 on both sides). For the chroma stretches gain =
+ * target / (mean + 1) must be above 1.12; n = trunc(8 * gain), at most 120, and
+ * a pixel becomes saturate(round((max(p - 128 + 1024 / n, 0)) * n / 8)) with
+ * the division truncated, so a plane at 128 moves slightly (to 120 at n 120).
+ * Returns 1; 0, changing nothing, for a mode outside 0 to 4 (compared as
+ * unsigned: -1 is outside), bad sizes, or when memory for the three work
+ * planes ran out.
+ */
 QXMATTE_API int qxRGB2YCbCrAutoLevel(unsigned char *pixels, int step, int width, int height,
                                      int mode, int target);
 
