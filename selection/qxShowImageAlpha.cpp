@@ -6,6 +6,7 @@
 #include "frame/export_frame.h"
 #include "frame/image_buffer.h"
 #include "qxmatte.h"
+#include "selection/mark_coding.h"
 
 namespace qx {
 namespace {
@@ -33,11 +34,11 @@ void tintMarks(unsigned char* pixels, int step, int width, int height, const uns
         const unsigned char* a = alphaRow(alpha, alphaStep, y);
         for (int x = 0; x < width; ++x, p += 4) {
             const unsigned char v = a[x];
-            if (!(v & 1)) {
+            if (!isFixedMark(v)) {
                 raise(p[0]);
-            } else if (v == 0x01) {
+            } else if (v == kFixedCut) {
                 raise(p[2]);
-            } else if (v == 0xFF) {
+            } else if (v == kFixedKeep) {
                 raise(p[1]);
             } else {
                 raise(p[2]);
