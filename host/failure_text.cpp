@@ -38,7 +38,8 @@ enum class Kind {
     Nothing,      // returns nothing; failures pass to the host as exceptions
     Trace,        // 1 tracing on and written, 0 otherwise
     FloodFill,    // 1, -3, -1
-    ToneMode,     // 1, 0 for an unknown mode
+    ToneMode,     // 1, 0 for an unknown mode, bad sizes or no memory
+    Refused,      // 1, -1 for arguments refused before any work
     Unknown,
 };
 
@@ -53,10 +54,10 @@ Kind kindOf(const std::string& name) {
         {"qxRecoverForeground", Kind::Foreground}, {"qxGrabCutEdgeGen", Kind::Nothing},
         {"qxGrabCutDeleteBuf", Kind::Nothing},  {"qxShowKeepBlend", Kind::Nothing},
         {"qxHairSelect", Kind::AlwaysOne},      {"qxColorRangeSelect", Kind::AlwaysOne},
-        {"qxDesaturation", Kind::AlwaysOne},    {"qxShowImageAlpha", Kind::AlwaysOne},
+        {"qxDesaturation", Kind::AlwaysOne},    {"qxShowImageAlpha", Kind::Refused},
         {"qxMaskBBox", Kind::Checked},          {"qxDrawLine8u", Kind::Checked},
-        {"qxScaleAlpha", Kind::AlwaysOne},      {"qxfilterIm8u", Kind::AlwaysOne},
-        {"qxPreviewAutoLevel", Kind::AlwaysOne}, {"qxFloodFillAlpha", Kind::FloodFill},
+        {"qxScaleAlpha", Kind::Refused},        {"qxfilterIm8u", Kind::Refused},
+        {"qxPreviewAutoLevel", Kind::Refused},  {"qxFloodFillAlpha", Kind::FloodFill},
         {"qxRGB2YCbCrAutoLevel", Kind::ToneMode},
     };
     for (const auto& entry : table)
@@ -113,11 +114,21 @@ std::string describeFailure(const std::string& name, int value) {
                 meaning = std::string(code) + " (internal code " + std::to_string(value) + ")";
             break;
         case Kind::FloodFill:
-            if (value == -3) meaning = "the seed lies right of or below the image";
+            if (value == -3) meaning = "the seed lies outside the image, or the image has no pixels";
             else if (value == -1) meaning = "out of memory";
             break;
         case Kind::ToneMode:
-            if (value == 0) meaning = "the mode is not one of 0 to 4";
+            if (value == 0)
+                meaning = "the mode is not one of 0 to 4, the image has no pixels (or a step shorter than a row), "
+                          "or memory for the work planes ran out";
+            break;
+        case Kind::Refused:
+            if (value == -1) {
+                meaning = "the image has no pixels or a step shorter than a row";
+                if (name == "qxScaleAlpha" || name == "qxShowImageAlpha")
+                    meaning += ", or high and low are equal (nothing to stretch from)";
+                if (name == "qxShowImageAlpha") meaning += ", or the colour is missing";
+            }
             break;
         case Kind::Checked:
             if (value == 0)

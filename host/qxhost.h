@@ -205,6 +205,47 @@ cv::Mat grabCutTrimap(const cv::Mat& image, const cv::Mat& marks, cv::Rect rect,
 // 1. Fully opaque pixels are left exactly as they are, the alpha too.
 void desaturateCutout(cv::Mat& cutout, float amount);
 
+// ---- mask tools, display and tone (mask_tools.cpp) --------------------------
+
+// The class a flood fill gives its region (the mode of qxFloodFillAlpha).
+enum class FillClass { Cut = 0, Keep = 1, Unknown = 2 };
+// "cut", "keep", "unknown" (throws std::invalid_argument for anything else).
+FillClass parseFillClass(const std::string& name);
+
+// qxFloodFillAlpha on marks (CV_8UC1) in place: the 8-connected region of the
+// seed's class (fixed cut, fixed keep, anything else) takes the class `as`.
+// Returns the rectangle the library reports (empty when the seed already has
+// the class; the whole mask for Unknown). A seed outside the mask throws
+// std::invalid_argument.
+cv::Rect floodFillMarks(cv::Mat& marks, cv::Point seed, FillClass as);
+
+// qxScaleAlpha in place: [low, high] to [0, 255]. protectFixed keeps odd
+// (fixed) values and keeps the others even. low must be below high, both in
+// 0 to 255 (std::invalid_argument otherwise).
+void stretchAlpha(cv::Mat& alpha, int low, int high, bool protectFixed);
+
+// qxfilterIm8u in place, strength 0 (3x3 median) or 1 (5x5 median).
+void smoothMask(cv::Mat& mask, int strength);
+
+// The pictures of qxShowImageAlpha.
+enum class ShowMode { Tint = 1, Classes = 2, OverColour = 3, ColourOverlay = 4, GreyAlpha = 5 };
+// "tint", "classes", "over", "overlay", "grey" (std::invalid_argument otherwise).
+ShowMode parseShowMode(const std::string& name);
+// image (grey, 3 or 4 channels, library order) with the mask painted in by the
+// mode; colour (red, green, blue) for over and overlay; low and high stretch the
+// mask first in over, overlay and grey (low below high, 0 to 255). Result CV_8UC3.
+cv::Mat showMask(const cv::Mat& image, const cv::Mat& mask, ShowMode mode,
+                 const std::array<unsigned char, 3>& colour, int low = 0, int high = 255);
+
+// What a levelled preview shows (the mode of qxRGB2YCbCrAutoLevel).
+enum class LevelShow { Image = 0, Luma = 1, Chroma = 2, Cb = 3, Cr = 4 };
+// "image", "luma", "chroma", "cb", "cr" (std::invalid_argument otherwise).
+LevelShow parseLevelShow(const std::string& name);
+// qxRGB2YCbCrAutoLevel on a copy of image (3 or 4 channels, library order:
+// converted to red, green, blue bytes for the YCbCr conversion); target 0 to
+// 255, 1 or less: no levelling. Result CV_8UC3 in the library's order.
+cv::Mat levelPreview(const cv::Mat& image, int target, LevelShow show);
+
 // ---- full-resolution foreground estimate (foreground_estimate.cpp) ----------
 
 struct ForegroundParams {

@@ -96,6 +96,8 @@ TEST(HostFailures, EveryExportSaysWhatItsValueMeans) {
     says("qxFloodFillAlpha", -3, "seed");
     says("qxFloodFillAlpha", -1, "out of memory");
     says("qxRGB2YCbCrAutoLevel", 0, "mode");
+    says("qxScaleAlpha", -1, "equal");
+    says("qxfilterIm8u", -1, "no pixels");
     says("qxSetupLib", 0, "negative mask");
     says("setDebugTrace", 1, "tracing is on");
     says("qxDrawLine8u", 0, "radius outside");
