@@ -66,6 +66,9 @@ cv::Scalar parseColour(const std::string& hex);
 // recovered; default full.
 CLI::Option* addColoursOption(CLI::App* sub, std::string& method, bool withCell = false);
 qxhost::ColourMethod colourMethod(const std::string& method);
+// "X,Y" with integers, and the validator of such an option.
+bool parsePoint(const std::string& text, int& x, int& y);
+const CLI::Validator& pointValidator();
 
 // ---- foreground outputs (foreground_outputs.cpp) ----
 // Foreground colours of image (BGR) under alpha by the method, written as BGR

@@ -12,6 +12,11 @@ Command addBbox(CLI::App& app);
 Command addGrabcut(CLI::App& app);
 Command addDesaturate(CLI::App& app);
 Command addBatch(CLI::App& app);
+Command addFill(CLI::App& app);
+Command addStretch(CLI::App& app);
+Command addSmooth(CLI::App& app);
+Command addShow(CLI::App& app);
+Command addLevel(CLI::App& app);
 
 std::vector<Command> addCommands(CLI::App& app) {
     return {
@@ -23,6 +28,11 @@ std::vector<Command> addCommands(CLI::App& app) {
         addGrabcut(app),
         addDesaturate(app),
         addBatch(app),
+        addFill(app),
+        addStretch(app),
+        addSmooth(app),
+        addShow(app),
+        addLevel(app),
     };
 }
 

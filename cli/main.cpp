@@ -10,7 +10,7 @@
 
 int main(int argc, char** argv) {
     using namespace qxcli;
-    CLI::App app{"qxmatte: soft alpha mattes, foreground colours and mask strokes from the command line"};
+    CLI::App app{"qxmatte: soft alpha mattes, foreground colours, mask tools and previews from the command line"};
     app.set_version_flag("--version", "qxmatte 0.1");
     app.require_subcommand(1);
     app.fallthrough();

@@ -1,4 +1,6 @@
 // Options that several subcommands share.
+#include <cstdio>
+
 #include "cli.h"
 
 namespace qxcli {
@@ -21,6 +23,21 @@ CLI::Option* addColoursOption(CLI::App* sub, std::string& method, bool withCell)
         help += "; cell is the library's cell recovery (qxRecoverForegroundCell)";
     }
     return sub->add_option("--colours", method, help)->capture_default_str()->check(CLI::IsMember(names));
+}
+
+bool parsePoint(const std::string& text, int& x, int& y) {
+    char tail;
+    return std::sscanf(text.c_str(), "%d,%d%c", &x, &y, &tail) == 2;
+}
+
+const CLI::Validator& pointValidator() {
+    static const CLI::Validator point(
+        [](std::string& text) {
+            int x, y;
+            return parsePoint(text, x, y) ? std::string() : "'" + text + "' is not a point X,Y";
+        },
+        "X,Y");
+    return point;
 }
 
 qxhost::ColourMethod colourMethod(const std::string& method) { return qxhost::parseColourMethod(method); }

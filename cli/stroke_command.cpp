@@ -1,5 +1,4 @@
 // qxmatte stroke MASK ... -o OUT: draw one pen stroke into a mask.
-#include <cstdio>
 #include <map>
 #include <memory>
 
@@ -8,19 +7,6 @@
 namespace qxcli {
 
 namespace {
-
-// "X,Y" with integers.
-bool parsePoint(const std::string& text, int& x, int& y) {
-    char tail;
-    return std::sscanf(text.c_str(), "%d,%d%c", &x, &y, &tail) == 2;
-}
-
-const CLI::Validator kPoint(
-    [](std::string& text) {
-        int x, y;
-        return parsePoint(text, x, y) ? std::string() : "'" + text + "' is not a point X,Y";
-    },
-    "X,Y");
 
 struct Options {
     std::string mask, output, from, to, mode = "keep";
@@ -46,8 +32,8 @@ Command addStroke(CLI::App& app) {
     auto c = std::make_shared<Options>();
     CLI::App* sub = app.add_subcommand("stroke", "Draw one stroke of a mark into an 8-bit mask");
     sub->add_option("MASK", c->mask, "8-bit mask image to draw into (read only)")->required();
-    sub->add_option("--from", c->from, "Start point X,Y")->required()->check(kPoint);
-    sub->add_option("--to", c->to, "End point X,Y")->required()->check(kPoint);
+    sub->add_option("--from", c->from, "Start point X,Y")->required()->check(pointValidator());
+    sub->add_option("--to", c->to, "End point X,Y")->required()->check(pointValidator());
     sub->add_option("--radius", c->radius, "Pen radius; the stroke is 2*R+1 wide")
         ->capture_default_str()
         ->check(CLI::Range(0, 16000));

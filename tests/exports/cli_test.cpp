@@ -50,7 +50,8 @@ struct Cli : ::testing::Test {
 };
 
 TEST_F(Cli, HelpAndFailureExitCodes) {
-    for (const char* sub : {"", "bbox", "stroke", "matte", "foreground", "composite"}) {
+    for (const char* sub : {"", "bbox", "stroke", "matte", "foreground", "composite", "fill", "stretch", "smooth",
+                            "show", "level"}) {
         EXPECT_EQ(0, run(std::string(sub) + " --help")) << sub;
         EXPECT_NE(std::string::npos, output.find("Usage")) << sub;
     }
@@ -129,6 +130,85 @@ TEST_F(Cli, MatteWritesConsistentOutputs) {
     EXPECT_EQ(0, cv::norm(preview, over, cv::NORM_INF, clear));
 }
 
+// The mask tool subcommands: bad input in words, with the usual exit codes.
+TEST_F(Cli, MaskToolsRefuseBadInput) {
+    const std::string mask = write("mask.png", cv::Mat(20, 30, CV_8UC1, cv::Scalar(1)));
+    const std::string image = write("image.png", cv::Mat(20, 30, CV_8UC3, cv::Scalar::all(80)));
+    const std::string other = write("other.png", cv::Mat(21, 30, CV_8UC1, cv::Scalar(0)));
+    const std::string out = " -o " + file("out.png");
+    expectFailures(1, {{"fill " + mask + " --seed 30,5 --as keep" + out, "outside the 30x20 mask"},
+                       {"fill " + mask + " --seed -1,5 --as keep" + out, "outside"},
+                       {"fill " + mask + " --seed 3,5 --as paint" + out, "--as"},
+                       {"stretch " + mask + " --low 7 --high 7" + out, "below"},
+                       {"stretch " + mask + " --low 9 --high 7" + out, "below"},
+                       {"stretch " + mask + " --low 0 --high 256" + out, "--high"},
+                       {"smooth " + mask + " --strength 2" + out, "--strength"},
+                       {"show " + image + " " + mask + " --mode sparkle" + out, "--mode"},
+                       {"show " + image + " " + mask + " --mode over --colour 12345" + out, "RRGGBB"},
+                       {"show " + image + " " + mask + " --mode grey --low 5 --high 5" + out, "below"},
+                       {"level " + image + " --target 40 --show hue" + out, "--show"},
+                       {"level " + image + " --show cb" + out, "--target"},
+                       {"fill " + mask + " --seed 1,1 --as cut -o " + mask, "overwrite"}});
+    expectFailures(2, {{"show " + image + " " + other + " --mode tint" + out, "same size"},
+                       {"stretch " + file("none.png") + " --low 0 --high 9" + out, "none.png"}});
+}
+
+TEST_F(Cli, FillStretchSmoothWorkedRuns) {
+    // A soft block in fixed cut, filled as keep; the rectangle is printed.
+    cv::Mat marks(20, 30, CV_8UC1, cv::Scalar(1));
+    marks(cv::Rect(4, 2, 3, 3)).setTo(0x80);
+    ASSERT_EQ(0, run("fill " + write("m.png", marks) + " --seed 5,3 --as keep -o " + file("f.png"))) << output;
+    EXPECT_EQ("x=4 y=2 width=3 height=3\n", output);
+    cv::Mat filled = cv::imread(file("f.png"), cv::IMREAD_UNCHANGED);
+    EXPECT_EQ(9, cv::countNonZero(filled == 255));
+    ASSERT_EQ(0, run("fill " + file("f.png") + " --seed 0,0 --as unknown -o " + file("u.png"))) << output;
+    EXPECT_EQ("x=0 y=0 width=30 height=20\n", output);
+
+    // 200/100 turns 150 into 127, or 126 with protection; odd 151 then stays.
+    cv::Mat alpha(1, 3, CV_8UC1);
+    alpha.at<uchar>(0) = 150, alpha.at<uchar>(1) = 151, alpha.at<uchar>(2) = 90;
+    const std::string a = write("a.png", alpha);
+    ASSERT_EQ(0, run("stretch " + a + " --low 100 --high 200 -o " + file("s.png"))) << output;
+    EXPECT_EQ(0, cv::norm(cv::imread(file("s.png"), cv::IMREAD_UNCHANGED), cv::Mat(cv::Matx<uchar, 1, 3>(127, 129, 0)),
+                          cv::NORM_INF));
+    ASSERT_EQ(0, run("stretch " + a + " --low 100 --high 200 --protect -o " + file("p.png"))) << output;
+    EXPECT_EQ(0, cv::norm(cv::imread(file("p.png"), cv::IMREAD_UNCHANGED), cv::Mat(cv::Matx<uchar, 1, 3>(126, 151, 0)),
+                          cv::NORM_INF));
+
+    // A lone spike is smoothed away; on the border band it stays.
+    cv::Mat flat(16, 16, CV_8UC1, cv::Scalar(60));
+    flat.at<uchar>(8, 8) = flat.at<uchar>(0, 5) = 250;
+    ASSERT_EQ(0, run("smooth " + write("flat.png", flat) + " --strength 1 -o " + file("sm.png"))) << output;
+    cv::Mat smooth = cv::imread(file("sm.png"), cv::IMREAD_UNCHANGED);
+    EXPECT_EQ(60, smooth.at<uchar>(8, 8));
+    EXPECT_EQ(250, smooth.at<uchar>(0, 5));
+}
+
+TEST_F(Cli, ShowAndLevelPictures) {
+    cv::Mat image(2, 3, CV_8UC3, cv::Scalar(10, 20, 200));  // B, G, R
+    cv::Mat mask(2, 3, CV_8UC1, cv::Scalar(0));
+    mask.at<uchar>(0, 1) = 255;
+    mask.at<uchar>(0, 2) = 0x7E;
+    const std::string img = write("img.png", image), m = write("m.png", mask);
+    ASSERT_EQ(0, run("show " + img + " " + m + " --mode classes -o " + file("c.png"))) << output;
+    cv::Mat c = cv::imread(file("c.png"));
+    EXPECT_EQ(cv::Vec3b(0, 0, 255), c.at<cv::Vec3b>(0, 0));  // cut red
+    EXPECT_EQ(cv::Vec3b(0, 255, 0), c.at<cv::Vec3b>(0, 1));  // keep green
+    EXPECT_EQ(cv::Vec3b(255, 0, 0), c.at<cv::Vec3b>(0, 2));  // other blue
+    // Over a colour: clear pixels take it (in 256ths), opaque ones keep the image.
+    ASSERT_EQ(0, run("show " + img + " " + m + " --mode over --colour 0080FF -o " + file("o.png"))) << output;
+    cv::Mat o = cv::imread(file("o.png"));
+    EXPECT_EQ(cv::Vec3b(254, 128, 0), o.at<cv::Vec3b>(0, 0));
+    EXPECT_EQ(cv::Vec3b(10, 20, 199), o.at<cv::Vec3b>(0, 1));
+
+    // Grey has Cb 128; levelled to 40 it shows 120.
+    const std::string grey = write("grey.png", cv::Mat(4, 4, CV_8UC3, cv::Scalar::all(128)));
+    ASSERT_EQ(0, run("level " + grey + " --target 40 --show cb -o " + file("l.png"))) << output;
+    EXPECT_EQ(0, cv::norm(cv::imread(file("l.png")), cv::Mat(4, 4, CV_8UC3, cv::Scalar::all(120)), cv::NORM_INF));
+    // A dark image is brightened by its strongest channel: 50 * 15 / 8 rounds to 94.
+    const std::string dark = write("dark.png", cv::Mat(4, 4, CV_8UC3, cv::Scalar(10, 20, 50)));
+    ASSERT_EQ(0, run("level " + dark + " --target 100 -o " + file("d.png"))) << output;
+    EXPECT_EQ(cv::Vec3b(19, 38, 94), cv::imread(file("d.png")).at<cv::Vec3b>(3, 3));
 // The three colour methods all run; full resolution and the library's own
 // recovery give different colours, and both keep the image where alpha is 255.
 TEST_F(Cli, ForegroundColourMethods) {
