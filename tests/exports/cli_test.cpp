@@ -209,6 +209,8 @@ TEST_F(Cli, ShowAndLevelPictures) {
     const std::string dark = write("dark.png", cv::Mat(4, 4, CV_8UC3, cv::Scalar(10, 20, 50)));
     ASSERT_EQ(0, run("level " + dark + " --target 100 -o " + file("d.png"))) << output;
     EXPECT_EQ(cv::Vec3b(19, 38, 94), cv::imread(file("d.png")).at<cv::Vec3b>(3, 3));
+}
+
 // The three colour methods all run; full resolution and the library's own
 // recovery give different colours, and both keep the image where alpha is 255.
 TEST_F(Cli, ForegroundColourMethods) {
