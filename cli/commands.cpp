@@ -5,6 +5,7 @@
 namespace qxcli {
 
 Command addMatte(CLI::App& app);
+Command addCutout(CLI::App& app);
 Command addForeground(CLI::App& app);
 Command addComposite(CLI::App& app);
 Command addStroke(CLI::App& app);
@@ -21,6 +22,7 @@ Command addLevel(CLI::App& app);
 std::vector<Command> addCommands(CLI::App& app) {
     return {
         addMatte(app),
+        addCutout(app),
         addForeground(app),
         addComposite(app),
         addStroke(app),

@@ -25,7 +25,15 @@ int run(const Options& c, Context& context) {
     qxhost::checkTrimap(trimap, c.trimap, c.bounds.inHigh, c.bounds.inLow);
 
     beginProgress(context.bar, "matte");
-    cv::Mat alpha = qxhost::solveAlpha(image, trimap, c.unknown, c.bounds, progressOf(context.bar));
+    cv::Mat alpha;
+    try {
+        alpha = qxhost::solveAlpha(image, trimap, c.unknown, c.bounds, progressOf(context.bar));
+    } catch (const qxhost::LibraryFailure& f) {
+        if (f.value != -1001) throw;
+        throw Failure{kExitLibrary, std::string(f.what()) +
+                                        ". `qxmatte cutout IMAGE TRIMAP -o CUTOUT.png` solves an image of any "
+                                        "size, tile by tile"};
+    }
     endProgress(context.bar);
     writeImage(c.output, alpha);
 

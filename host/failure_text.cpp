@@ -106,6 +106,12 @@ std::string describeFailure(const std::string& name, int value) {
                               : "arguments refused before anything was touched (a missing plane, a negative "
                                 "rectangle, a rectangle reaching outside the image, a row step shorter than a "
                                 "row), or an unexpected failure inside the library";
+            else if (value == -3 && name == "qxKeepCutToAlpha")
+                meaning = "the job was refused before anything was touched: a missing buffer, a size below 1, a "
+                          "row step shorter than a row, or a rectangle that is empty or leaves the image";
+            else if (value == -5 && name == "qxKeepCutToAlpha")
+                meaning = "the marks do not allow a solve: no foreground (keep) or no background (cut) is marked, "
+                          "or fewer than 3 pixels are left unknown";
             else if (value == -1 && name == "qxKeepCutToAlpha")
                 meaning = "out of memory, or a tile of the system is too large (over 500000 unknown pixels)";
             else if (value == -1)

@@ -204,6 +204,24 @@ cv::Mat grabCutTrimap(const cv::Mat& image, const cv::Mat& marks, cv::Rect rect,
 // bytes 0..2 colour, byte 3 alpha) in place with qxDesaturation; amount 0 to
 // 1. Fully opaque pixels are left exactly as they are, the alpha too.
 void desaturateCutout(cv::Mat& cutout, float amount);
+// ---- keep and cut to alpha (keep_cut.cpp) -----------------------------------
+
+struct CutoutSettings {
+    bool fullSize = true;       // false: solve a half-size copy (about twice as fast)
+    bool designColours = false; // also recover colours inside the export (recoverColors)
+    cv::Rect edit;              // empty: the whole image; else the rectangle to re-solve
+    int border = 0;             // the frame of good alpha around an edit, pixels (at least 1)
+    int mode = 2;               // an edit's merge: 0 only removes, 1 only adds, 2 as solved
+    cv::Mat previousColours;    // colours an edit starts from (3 or 4 channels); empty: the image
+    cv::Mat hostMarks;          // the user's own marks (for an edit: the unknown band); empty: marks
+};
+
+// Alpha (CV_8UC1) from an image and marks in the library's mark coding
+// (marksFromTrimap), by qxKeepCutToAlpha: any size, solved in tiles. With
+// designColours, colours receives the recovered colours (CV_8UC3), else the
+// image's (or previousColours) with fixed keep and cut pixels' own colour.
+cv::Mat keepCutToAlpha(const cv::Mat& image, const cv::Mat& marks, const CutoutSettings& settings = CutoutSettings(),
+                       Progress progress = Progress(), cv::Mat* colours = nullptr);
 
 // ---- mask tools, display and tone (mask_tools.cpp) --------------------------
 

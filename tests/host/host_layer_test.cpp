@@ -118,3 +118,33 @@ TEST(HostFailures, EveryExportSaysWhatItsValueMeans) {
 }
 
 }  // namespace
+
+namespace {
+
+// Keep on the left, cut on the right, a band between: a grey ramp comes out
+// as its own alpha, and an edit must lie inside the image.
+TEST(HostKeepCut, AlphaFromMarksAndRefusedEdits) {
+    cv::Mat image(40, 60, CV_8UC3), trimap(40, 60, CV_8UC1, cv::Scalar(128));
+    for (int x = 0; x < 60; ++x) image.col(x).setTo(cv::Scalar::all(std::clamp((45 - x) * 255 / 30, 0, 255)));
+    trimap.colRange(0, 15).setTo(255);
+    trimap.colRange(45, 60).setTo(0);
+    cv::Mat colours;
+    qxhost::CutoutSettings settings;
+    const cv::Mat alpha = qxhost::keepCutToAlpha(image, qxhost::marksFromTrimap(trimap), settings, {}, &colours);
+    EXPECT_EQ(255, alpha.at<unsigned char>(20, 5));
+    EXPECT_EQ(0, alpha.at<unsigned char>(20, 55));
+    EXPECT_NEAR(image.at<cv::Vec3b>(20, 30)[0], alpha.at<unsigned char>(20, 30), 12);
+    EXPECT_EQ(image.at<cv::Vec3b>(20, 5), colours.at<cv::Vec3b>(20, 5));
+    settings.edit = cv::Rect(50, 30, 20, 20), settings.border = 4;
+    EXPECT_THROW(qxhost::keepCutToAlpha(image, qxhost::marksFromTrimap(trimap), settings), std::invalid_argument);
+    cv::Mat none = qxhost::marksFromTrimap(cv::Mat(40, 60, CV_8UC1, cv::Scalar(255)));
+    try {
+        qxhost::keepCutToAlpha(image, none);
+        ADD_FAILURE() << "no cut marks must fail";
+    } catch (const qxhost::LibraryFailure& f) {
+        EXPECT_EQ(-5, f.value);
+        EXPECT_NE(std::string::npos, std::string(f.what()).find("no background (cut) is marked"));
+    }
+}
+
+}  // namespace
