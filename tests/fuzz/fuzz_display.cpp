@@ -2,8 +2,9 @@
 // and three-byte (tone) pixels: qxShowImageAlpha over any marks, bounds, mode
 // and colour; qxShowKeepBlend of a second image at least as large; the two
 // auto-level tools with any target and mode. Checks return values, that byte
-// 3 of four-byte pixels, the read-only planes and the bytes between rows are
-// never written, and that auto level never darkens. Exports not yet in the
+// 3 of four-byte pixels is kept (or made opaque by the opaque display modes),
+// that the read-only planes and the bytes between rows are never written, and
+// that auto level never darkens. Exports not yet in the
 // library are skipped (the build defines QX_HAS_<export> for each export it finds).
 #include "fuzz_support.h"
 #include "qxmatte.h"
@@ -30,11 +31,24 @@ void showImageAlpha(FuzzedDataProvider& in, const fuzz::Size& s) {
     alpha.fill(in);
     const std::vector<unsigned char> pixels = image.bytes, marks = alpha.bytes;
     fuzz::trace("qxShowImageAlpha %dx%d high %d low %d mode %d", s.width, s.height, high, low, mode);
-    fuzz::require(qxShowImageAlpha(image.data(), image.step, s.width, s.height, alpha.data(), alpha.step, high, low,
-                                   mode, colour) == 1,
-                  "qxShowImageAlpha returns 1");
+    const int rc = qxShowImageAlpha(image.data(), image.step, s.width, s.height, alpha.data(), alpha.step, high, low,
+                                    mode, colour);
+    // Modes 3 to 6 stretch the alpha from [low, high]: equal low bytes leave nothing to stretch from.
+    const bool stretches = mode >= 3 && mode <= 6;
+    const bool nothingToStretch = stretches && (high & 0xFF) == (low & 0xFF);
+    fuzz::require(rc == (nothingToStretch ? -1 : 1), "qxShowImageAlpha returns 1, or -1 for equal stretch bounds");
     fuzz::require(alpha.bytes == marks, "qxShowImageAlpha never writes the marks");
-    requireByte3Kept(image, pixels, "qxShowImageAlpha never writes byte 3");
+    fuzz::require(image.gapsIntact(), "a display export writes only inside the image's rows");
+    if (rc != 1) {
+        fuzz::require(image.bytes == pixels, "a refused display call changes nothing");
+    } else if (mode >= 2 && mode <= 6) {
+        for (int y = 0; y < image.height; ++y)
+            for (int x = 0; x < image.width; ++x)
+                fuzz::require(image.bytes[size_t(y) * image.step + size_t(x) * 4 + 3] == 255,
+                              "the opaque display modes set byte 3 to 255");
+    } else {
+        requireByte3Kept(image, pixels, "the tint and unknown modes never write byte 3");
+    }
 #else
     (void)in; (void)s;
 #endif
