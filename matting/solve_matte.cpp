@@ -42,11 +42,12 @@ int solveMatte(GIMG<unsigned char>* const planes[3], GIMG<unsigned char>& mask, 
     tickProgress();
 
     // Output stretch: (v - outLow) * 255 / range in 8-bit fixed point, 16320 = 255 * 64.
-    int range = outHigh - outLow;
+    // The difference in 64 bits: any two ints from the host are valid bounds.
+    long long range = static_cast<long long>(outHigh) - outLow;
     if (range < 1) range = 1;
     if (range < 255) {
         ippiSubC_8u_C1IRSfs(static_cast<Ipp8u>(outLow), mask.pixels, mask.step, mask.width, mask.height, 0);
-        int multiplier = 16320 / range;
+        int multiplier = static_cast<int>(16320 / range);
         if (multiplier > 255) multiplier = 255;
         mask.status = ippiMulC_8u_C1IRSfs(static_cast<Ipp8u>(multiplier), mask.pixels, mask.step, mask.width,
                                           mask.height, 6);
