@@ -11,6 +11,8 @@ SANITIZE_BUILD ?= build-asan
 OUT ?= out
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 30
+# A fixed seed keeps the short runs of make test repeatable; FUZZ_SEED=0 draws one.
+FUZZ_SEED ?= 1
 MEMCHECK_BUILD ?= build-memcheck
 
 .PHONY: all deps configure build demo test test-release test-sanitize fuzz memcheck check tidy bench clean
@@ -59,7 +61,7 @@ test-sanitize: deps
 fuzz: deps
 	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQX_FUZZ=ON
 	cmake --build $(FUZZ_BUILD) -j$(JOBS) --target fuzzers
-	bash scripts/run-fuzzers.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
+	FUZZ_SEED=$(FUZZ_SEED) bash scripts/run-fuzzers.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
 # A plain optimised build with debug information: never -march=native, whose
 # AVX-512 Valgrind cannot decode.
