@@ -15,6 +15,8 @@
 
 #include <chrono>
 #include <cstdio>
+
+#include "run_in_child.h"
 #include <cstring>
 #include <ctime>
 #include <fstream>
@@ -121,22 +123,10 @@ int main(int argc, char** argv) {
     if (full) std::printf(" %8s %8s %8s", "full s", "IoU full", "vs full");
     std::printf("\n");
     for (const Config& c : configs) {
-        int channel[2];
-        if (pipe(channel) != 0) return 1;
-        const pid_t child = fork();
-        if (child == 0) {
-            close(channel[0]);
-            const Result r = runConfiguration(c.width, c.height, c.full);
-            const ssize_t written = write(channel[1], &r, sizeof r);
-            _exit(written == ssize_t(sizeof r) ? 0 : 1);
-        }
-        close(channel[1]);
         Result r;
-        const bool received = read(channel[0], &r, sizeof r) == ssize_t(sizeof r);
-        close(channel[0]);
         int status = 0;
         rusage usage{};
-        wait4(child, &status, 0, &usage);
+        const bool received = runInChild([&] { return runConfiguration(c.width, c.height, c.full); }, r, status, &usage);
         char size[32];
         std::snprintf(size, sizeof size, "%dx%d", c.width, c.height);
         if (!received) {

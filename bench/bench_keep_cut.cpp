@@ -18,6 +18,8 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+
+#include "run_in_child.h"
 #include <cstring>
 #include <fstream>
 #include <string>
@@ -186,21 +188,9 @@ int main(int argc, char** argv) {
     std::printf("%-11s %4s %-5s %7s %2s %9s %8s %6s %9s %8s %8s\n", "size", "band", "road", "colours", "rc",
                 "unknown", "seconds", "leaves", "largest", "peak MB", "call MB");
     for (const Config& c : configs) {
-        int channel[2];
-        if (pipe(channel) != 0) return 1;
-        const pid_t child = fork();
-        if (child == 0) {
-            close(channel[0]);
-            const Result r = run(c);
-            const ssize_t written = write(channel[1], &r, sizeof r);
-            _exit(written == ssize_t(sizeof r) ? 0 : 1);
-        }
-        close(channel[1]);
         Result r;
-        const bool received = read(channel[0], &r, sizeof r) == ssize_t(sizeof r);
-        close(channel[0]);
         int status = 0;
-        waitpid(child, &status, 0);
+        const bool received = runInChild([&] { return run(c); }, r, status);
         char size[32];
         std::snprintf(size, sizeof size, "%dx%d", c.width, c.height);
         if (!received) {

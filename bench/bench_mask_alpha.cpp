@@ -12,6 +12,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+
+#include "run_in_child.h"
 #include <cstring>
 #include <fstream>
 #include <string>
@@ -134,22 +136,10 @@ int main() {
     for (const char* s : kStages) std::printf(" %7s", s);
     std::printf(" %8s %8s %8s %7s %7s\n", "upsample", "peak MB", "call MB", "SAD k", "MSE");
     for (const Config& c : configs) {
-        int channel[2];
-        if (pipe(channel) != 0) return 1;
-        const pid_t child = fork();
-        if (child == 0) {
-            close(channel[0]);
-            const Result r = runConfiguration(c.width, c.height, c.fraction);
-            const ssize_t written = write(channel[1], &r, sizeof r);
-            _exit(written == ssize_t(sizeof r) ? 0 : 1);
-        }
-        close(channel[1]);
         Result r;
-        const bool received = read(channel[0], &r, sizeof r) == ssize_t(sizeof r);
-        close(channel[0]);
         int status = 0;
         rusage usage{};
-        wait4(child, &status, 0, &usage);
+        const bool received = runInChild([&] { return runConfiguration(c.width, c.height, c.fraction); }, r, status, &usage);
         char size[32];
         std::snprintf(size, sizeof size, "%dx%d", c.width, c.height);
         if (!received) {
