@@ -62,7 +62,18 @@ void segmentCoarse(GrabCutSession& session, Plane* const planes[3], Plane& coars
         session.markSum = sum;
         mode = cv::GC_INIT_WITH_MASK;
     }
-    cv::grabCut(image, levelMask, frame, *session.bgdModel, *session.fgdModel, 3, mode);
+    // The colour models are seeded from the calling thread's generator: start
+    // it afresh so a pass depends only on its arguments, and give the host its
+    // own state back.
+    const cv::RNG hostState = cv::theRNG();
+    cv::theRNG() = cv::RNG();
+    try {
+        cv::grabCut(image, levelMask, frame, *session.bgdModel, *session.fgdModel, 3, mode);
+    } catch (...) {
+        cv::theRNG() = hostState;
+        throw;
+    }
+    cv::theRNG() = hostState;
 
     for (int y = 0; y < h; ++y) {
         const unsigned char* state = levelMask.ptr<unsigned char>(y);
