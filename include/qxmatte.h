@@ -257,7 +257,9 @@ QXMATTE_API int qxRecoverForegroundCell(QxJob *job, int modeFlag);
  * fixed ones definite; other values keep what the last pass decided. On
  * return maskPixels and auxPixels hold the same selection: fixed marks exactly
  * as they came, every other pixel an even value (0x00 cut .. 0xFE keep, soft
- * in between at the edges). fastLadder: not used. Progress: one tick, value 0
+ * in between at the edges). The colour models start from a fixed random
+ * draw, so equal arguments give equal selections; the calling thread's random
+ * state is left as it was. fastLadder: not used. Progress: one tick, value 0
  * of 10000.
  * Returns 1; -2, before anything is touched, when a plane pointer is NULL, the
  * grab rectangle is empty or leaves width x height, its larger side is
