@@ -13,18 +13,14 @@
 #include <vector>
 
 #include "support/composite.h"
+#include "support/test_helpers.h"
 
 namespace {
 
 struct Cli : ::testing::Test {
-    std::string dir;
-    void SetUp() override {
-        char tmpl[] = "/tmp/qxcliXXXXXX";
-        ASSERT_NE(nullptr, mkdtemp(tmpl));
-        dir = tmpl;
-    }
-    void TearDown() override { std::system(("rm -rf '" + dir + "'").c_str()); }
-    std::string file(const std::string& name) const { return dir + "/" + name; }
+    qxtest::TempDir dir;
+    std::string output;
+    std::string file(const std::string& name) const { return dir.file(name); }
     std::string write(const std::string& name, const cv::Mat& m) const {
         EXPECT_TRUE(cv::imwrite(file(name), m));
         return file(name);
@@ -39,53 +35,61 @@ struct Cli : ::testing::Test {
         int status = p ? pclose(p) : -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
-    // Each case must exit with code and say something containing its text.
-    void expectFailures(int code, const std::vector<std::pair<std::string, std::string>>& cases) {
-        for (const auto& c : cases) {
-            EXPECT_EQ(code, run(c.first)) << c.first << "\n" << output;
-            EXPECT_NE(std::string::npos, output.find(c.second)) << c.first << "\n" << output;
-        }
-    }
-    std::string output;
 };
 
-TEST_F(Cli, HelpAndFailureExitCodes) {
+TEST_F(Cli, HelpAndBadInputInWordsNeverOverwritingAnInput) {
     for (const char* sub : {"", "bbox", "stroke", "matte", "foreground", "composite", "fill", "stretch", "smooth",
                             "show", "level"}) {
         EXPECT_EQ(0, run(std::string(sub) + " --help")) << sub;
         EXPECT_NE(std::string::npos, output.find("Usage")) << sub;
     }
-    const std::string mask = write("mask.png", cv::Mat(40, 40, CV_8UC1, cv::Scalar(0)));
-    const std::string out = " -o " + file("out.png"), matte = "matte " + mask + " " + mask;
-    expectFailures(1, {{"frobnicate", "subcommand"},
-                       {"stroke " + mask + " --from 1x2 --to 3,4" + out, "--from"},
-                       {"stroke " + mask + " --from 1,2 --to 3,4 --mode paint" + out, "--mode"},
-                       {matte + " --in-high 300" + out, "--in-high"},
-                       {matte, "--output"},
-                       {matte + " --in-high 7 --in-low 7" + out, "differ"},
-                       {matte + " --over GG0000 --preview " + file("p.png") + out, "RRGGBB"},
-                       {matte + " --colours cell --foreground " + file("f.png") + out, "--colours"}});
-
-    const std::string missing = file("missing.png");
-    std::ofstream(file("text.png")) << "not an image";
+    const cv::Mat zeros(20, 30, CV_8UC1, cv::Scalar(0)), grey(20, 30, CV_8UC3, cv::Scalar::all(80));
+    const std::string mask = write("mask.png", zeros), image = write("image.png", grey);
+    const std::string other = write("other.png", cv::Mat(21, 30, CV_8UC1, cv::Scalar(0)));
     const std::string small = write("small.png", cv::Mat(10, 10, CV_8UC3, cv::Scalar::all(9)));
-    const std::string other = write("other.png", cv::Mat(12, 10, CV_8UC1, cv::Scalar(0)));
-    expectFailures(2, {{"bbox " + missing, missing},
-                       {"bbox " + file("text.png"), "text.png"},
-                       {"matte " + small + " " + other + out, "same size"},
-                       {"foreground " + small + " " + missing + out, missing},
-                       {"composite " + small + " --over 000000" + out, "alpha channel"}});
-}
-
-TEST_F(Cli, NeverOverwritesAnInput) {
-    const std::string mask = write("mask.png", cv::Mat(30, 30, CV_8UC1, cv::Scalar(0)));
-    const std::string image = write("image.png", cv::Mat(30, 30, CV_8UC3, cv::Scalar::all(50)));
-    const std::string alias = dir + "/../" + dir.substr(dir.rfind('/') + 1) + "/mask.png";
-    expectFailures(1, {{"stroke " + mask + " --from 1,1 --to 20,20 -o " + mask, "overwrite"},
-                       {"stroke " + mask + " --from 1,1 --to 20,20 -o " + alias, "overwrite"},
-                       {"matte " + image + " " + mask + " -o " + file("a.png") + " --preview " + image, "overwrite"}});
-    EXPECT_EQ(0, cv::countNonZero(cv::imread(mask, cv::IMREAD_UNCHANGED)));
-    EXPECT_EQ(0, cv::norm(cv::imread(image), cv::Mat(30, 30, CV_8UC3, cv::Scalar::all(50)), cv::NORM_INF));
+    const std::string missing = file("missing.png"), alias = dir.path + "/../" +
+                                dir.path.substr(dir.path.rfind('/') + 1) + "/mask.png";
+    std::ofstream(file("text.png")) << "not an image";
+    const std::string out = " -o " + file("out.png"), matte = "matte " + image + " " + mask;
+    // Usage errors exit with 1, unreadable or mismatched files with 2.
+    const struct { int code; std::string args, says; } cases[] = {
+        {1, "frobnicate", "subcommand"},
+        {1, "stroke " + mask + " --from 1x2 --to 3,4" + out, "--from"},
+        {1, "stroke " + mask + " --from 1,2 --to 3,4 --mode paint" + out, "--mode"},
+        {1, matte + " --in-high 300" + out, "--in-high"},
+        {1, matte, "--output"},
+        {1, matte + " --in-high 7 --in-low 7" + out, "differ"},
+        {1, matte + " --over GG0000 --preview " + file("p.png") + out, "RRGGBB"},
+        {1, matte + " --colours cell --foreground " + file("f.png") + out, "--colours"},
+        {1, "fill " + mask + " --seed 30,5 --as keep" + out, "outside the 30x20 mask"},
+        {1, "fill " + mask + " --seed -1,5 --as keep" + out, "outside"},
+        {1, "fill " + mask + " --seed 3,5 --as paint" + out, "--as"},
+        {1, "stretch " + mask + " --low 7 --high 7" + out, "below"},
+        {1, "stretch " + mask + " --low 9 --high 7" + out, "below"},
+        {1, "stretch " + mask + " --low 0 --high 256" + out, "--high"},
+        {1, "smooth " + mask + " --strength 2" + out, "--strength"},
+        {1, "show " + image + " " + mask + " --mode sparkle" + out, "--mode"},
+        {1, "show " + image + " " + mask + " --mode over --colour 12345" + out, "RRGGBB"},
+        {1, "show " + image + " " + mask + " --mode grey --low 5 --high 5" + out, "below"},
+        {1, "level " + image + " --target 40 --show hue" + out, "--show"},
+        {1, "level " + image + " --show cb" + out, "--target"},
+        {1, "fill " + mask + " --seed 1,1 --as keep -o " + mask, "overwrite"},
+        {1, "stroke " + mask + " --from 1,1 --to 20,20 -o " + alias, "overwrite"},
+        {1, matte + " -o " + file("a.png") + " --preview " + image, "overwrite"},
+        {2, "bbox " + missing, missing},
+        {2, "bbox " + file("text.png"), "text.png"},
+        {2, "matte " + small + " " + other + out, "same size"},
+        {2, "foreground " + small + " " + missing + out, missing},
+        {2, "composite " + small + " --over 000000" + out, "alpha channel"},
+        {2, "show " + image + " " + other + " --mode tint" + out, "same size"},
+        {2, "stretch " + missing + " --low 0 --high 9" + out, missing},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.code, run(c.args)) << c.args << "\n" << output;
+        EXPECT_NE(std::string::npos, output.find(c.says)) << c.args << "\n" << output;
+    }
+    EXPECT_EQ(0, cv::norm(cv::imread(mask, cv::IMREAD_UNCHANGED), zeros, cv::NORM_INF));
+    EXPECT_EQ(0, cv::norm(cv::imread(image), grey, cv::NORM_INF));
 }
 
 // A radius-0 unknown stroke over (50..150, 50): the box adds 12 on each side.
@@ -130,85 +134,48 @@ TEST_F(Cli, MatteWritesConsistentOutputs) {
     EXPECT_EQ(0, cv::norm(preview, over, cv::NORM_INF, clear));
 }
 
-// The mask tool subcommands: bad input in words, with the usual exit codes.
-TEST_F(Cli, MaskToolsRefuseBadInput) {
-    const std::string mask = write("mask.png", cv::Mat(20, 30, CV_8UC1, cv::Scalar(1)));
-    const std::string image = write("image.png", cv::Mat(20, 30, CV_8UC3, cv::Scalar::all(80)));
-    const std::string other = write("other.png", cv::Mat(21, 30, CV_8UC1, cv::Scalar(0)));
-    const std::string out = " -o " + file("out.png");
-    expectFailures(1, {{"fill " + mask + " --seed 30,5 --as keep" + out, "outside the 30x20 mask"},
-                       {"fill " + mask + " --seed -1,5 --as keep" + out, "outside"},
-                       {"fill " + mask + " --seed 3,5 --as paint" + out, "--as"},
-                       {"stretch " + mask + " --low 7 --high 7" + out, "below"},
-                       {"stretch " + mask + " --low 9 --high 7" + out, "below"},
-                       {"stretch " + mask + " --low 0 --high 256" + out, "--high"},
-                       {"smooth " + mask + " --strength 2" + out, "--strength"},
-                       {"show " + image + " " + mask + " --mode sparkle" + out, "--mode"},
-                       {"show " + image + " " + mask + " --mode over --colour 12345" + out, "RRGGBB"},
-                       {"show " + image + " " + mask + " --mode grey --low 5 --high 5" + out, "below"},
-                       {"level " + image + " --target 40 --show hue" + out, "--show"},
-                       {"level " + image + " --show cb" + out, "--target"},
-                       {"fill " + mask + " --seed 1,1 --as cut -o " + mask, "overwrite"}});
-    expectFailures(2, {{"show " + image + " " + other + " --mode tint" + out, "same size"},
-                       {"stretch " + file("none.png") + " --low 0 --high 9" + out, "none.png"}});
-}
-
-TEST_F(Cli, FillStretchSmoothWorkedRuns) {
-    // A soft block in fixed cut, filled as keep; the rectangle is printed.
-    cv::Mat marks(20, 30, CV_8UC1, cv::Scalar(1));
-    marks(cv::Rect(4, 2, 3, 3)).setTo(0x80);
-    ASSERT_EQ(0, run("fill " + write("m.png", marks) + " --seed 5,3 --as keep -o " + file("f.png"))) << output;
-    EXPECT_EQ("x=4 y=2 width=3 height=3\n", output);
-    cv::Mat filled = cv::imread(file("f.png"), cv::IMREAD_UNCHANGED);
-    EXPECT_EQ(9, cv::countNonZero(filled == 255));
-    ASSERT_EQ(0, run("fill " + file("f.png") + " --seed 0,0 --as unknown -o " + file("u.png"))) << output;
-    EXPECT_EQ("x=0 y=0 width=30 height=20\n", output);
-
-    // 200/100 turns 150 into 127, or 126 with protection; odd 151 then stays.
-    cv::Mat alpha(1, 3, CV_8UC1);
-    alpha.at<uchar>(0) = 150, alpha.at<uchar>(1) = 151, alpha.at<uchar>(2) = 90;
-    const std::string a = write("a.png", alpha);
-    ASSERT_EQ(0, run("stretch " + a + " --low 100 --high 200 -o " + file("s.png"))) << output;
-    EXPECT_EQ(0, cv::norm(cv::imread(file("s.png"), cv::IMREAD_UNCHANGED), cv::Mat(cv::Matx<uchar, 1, 3>(127, 129, 0)),
-                          cv::NORM_INF));
-    ASSERT_EQ(0, run("stretch " + a + " --low 100 --high 200 --protect -o " + file("p.png"))) << output;
-    EXPECT_EQ(0, cv::norm(cv::imread(file("p.png"), cv::IMREAD_UNCHANGED), cv::Mat(cv::Matx<uchar, 1, 3>(126, 151, 0)),
-                          cv::NORM_INF));
-
-    // A lone spike is smoothed away; on the border band it stays.
-    cv::Mat flat(16, 16, CV_8UC1, cv::Scalar(60));
-    flat.at<uchar>(8, 8) = flat.at<uchar>(0, 5) = 250;
-    ASSERT_EQ(0, run("smooth " + write("flat.png", flat) + " --strength 1 -o " + file("sm.png"))) << output;
-    cv::Mat smooth = cv::imread(file("sm.png"), cv::IMREAD_UNCHANGED);
-    EXPECT_EQ(60, smooth.at<uchar>(8, 8));
-    EXPECT_EQ(250, smooth.at<uchar>(0, 5));
-}
-
-TEST_F(Cli, ShowAndLevelPictures) {
-    cv::Mat image(2, 3, CV_8UC3, cv::Scalar(10, 20, 200));  // B, G, R
+// Each mask-tool subcommand on a tiny input: the pixel that shows its option
+// took effect, and what it prints.
+TEST_F(Cli, MaskToolWorkedRuns) {
+    cv::Mat marks(20, 30, CV_8UC1, cv::Scalar(1)), flat(16, 16, CV_8UC1, cv::Scalar(60));
+    marks(cv::Rect(4, 2, 3, 3)).setTo(0x80);  // a soft block in fixed cut
+    flat.at<uchar>(8, 8) = flat.at<uchar>(0, 5) = 250;  // spikes inside and on the border band
     cv::Mat mask(2, 3, CV_8UC1, cv::Scalar(0));
-    mask.at<uchar>(0, 1) = 255;
-    mask.at<uchar>(0, 2) = 0x7E;
-    const std::string img = write("img.png", image), m = write("m.png", mask);
-    ASSERT_EQ(0, run("show " + img + " " + m + " --mode classes -o " + file("c.png"))) << output;
-    cv::Mat c = cv::imread(file("c.png"));
-    EXPECT_EQ(cv::Vec3b(0, 0, 255), c.at<cv::Vec3b>(0, 0));  // cut red
-    EXPECT_EQ(cv::Vec3b(0, 255, 0), c.at<cv::Vec3b>(0, 1));  // keep green
-    EXPECT_EQ(cv::Vec3b(255, 0, 0), c.at<cv::Vec3b>(0, 2));  // other blue
-    // Over a colour: clear pixels take it (in 256ths), opaque ones keep the image.
-    ASSERT_EQ(0, run("show " + img + " " + m + " --mode over --colour 0080FF -o " + file("o.png"))) << output;
-    cv::Mat o = cv::imread(file("o.png"));
-    EXPECT_EQ(cv::Vec3b(254, 128, 0), o.at<cv::Vec3b>(0, 0));
-    EXPECT_EQ(cv::Vec3b(10, 20, 199), o.at<cv::Vec3b>(0, 1));
-
-    // Grey has Cb 128; levelled to 40 it shows 120.
+    mask.at<uchar>(0, 1) = 255, mask.at<uchar>(0, 2) = 0x7E;
+    const std::string m = write("m.png", marks), f = write("flat.png", flat), k = write("k.png", mask);
+    const std::string a = write("a.png", cv::Mat(cv::Matx<uchar, 1, 3>(150, 151, 90)));
+    const std::string img = write("img.png", cv::Mat(2, 3, CV_8UC3, cv::Scalar(10, 20, 200))) + " " + k;  // B, G, R
     const std::string grey = write("grey.png", cv::Mat(4, 4, CV_8UC3, cv::Scalar::all(128)));
-    ASSERT_EQ(0, run("level " + grey + " --target 40 --show cb -o " + file("l.png"))) << output;
-    EXPECT_EQ(0, cv::norm(cv::imread(file("l.png")), cv::Mat(4, 4, CV_8UC3, cv::Scalar::all(120)), cv::NORM_INF));
-    // A dark image is brightened by its strongest channel: 50 * 15 / 8 rounds to 94.
     const std::string dark = write("dark.png", cv::Mat(4, 4, CV_8UC3, cv::Scalar(10, 20, 50)));
-    ASSERT_EQ(0, run("level " + dark + " --target 100 -o " + file("d.png"))) << output;
-    EXPECT_EQ(cv::Vec3b(19, 38, 94), cv::imread(file("d.png")).at<cv::Vec3b>(3, 3));
+    const struct { std::string args; cv::Point at; cv::Scalar want; std::string prints; } runs[] = {
+        {"fill " + m + " --seed 5,3 --as keep", {6, 4}, {255}, "x=4 y=2 width=3 height=3\n"},
+        {"fill " + m + " --seed 0,0 --as unknown", {29, 19}, {0x7E}, "x=0 y=0 width=30 height=20\n"},
+        // 200/100 turns 150 into 127, or 126 with protection; odd 151 then stays.
+        {"stretch " + a + " --low 100 --high 200", {0, 0}, {127}, ""},
+        {"stretch " + a + " --low 100 --high 200", {1, 0}, {129}, ""},
+        {"stretch " + a + " --low 100 --high 200 --protect", {0, 0}, {126}, ""},
+        {"stretch " + a + " --low 100 --high 200 --protect", {1, 0}, {151}, ""},
+        {"smooth " + f + " --strength 1", {8, 8}, {60}, ""},
+        {"smooth " + f + " --strength 1", {5, 0}, {250}, ""},
+        {"show " + img + " --mode classes", {0, 0}, {0, 0, 255}, ""},  // cut red
+        {"show " + img + " --mode classes", {1, 0}, {0, 255, 0}, ""},  // keep green
+        {"show " + img + " --mode classes", {2, 0}, {255, 0, 0}, ""},  // other blue
+        // Over a colour: clear pixels take it (in 256ths), opaque ones keep the image.
+        {"show " + img + " --mode over --colour 0080FF", {0, 0}, {254, 128, 0}, ""},
+        {"show " + img + " --mode over --colour 0080FF", {1, 0}, {10, 20, 199}, ""},
+        // Grey has Cb 128, levelled to 40 it shows 120; a dark image is
+        // brightened by its strongest channel: 50 * 15 / 8 rounds to 94.
+        {"level " + grey + " --target 40 --show cb", {3, 3}, {120, 120, 120}, ""},
+        {"level " + dark + " --target 100", {3, 3}, {19, 38, 94}, ""},
+    };
+    for (const auto& r : runs) {
+        ASSERT_EQ(0, run(r.args + " -o " + file("o.png"))) << r.args << "\n" << output;
+        EXPECT_EQ(r.prints, output) << r.args;
+        const cv::Mat o = cv::imread(file("o.png"), cv::IMREAD_UNCHANGED);
+        cv::Scalar got;
+        for (int c = 0; c < o.channels(); ++c) got[c] = o.ptr<uchar>(r.at.y)[r.at.x * o.channels() + c];
+        EXPECT_EQ(r.want, got) << r.args;
+    }
 }
 
 // The three colour methods all run; full resolution and the library's own

@@ -3,34 +3,16 @@
 // -1 (but for the solver's own float planes and vectors), and results don't
 // depend on the thread count.
 #include <gtest/gtest.h>
-#include <omp.h>
-
-#include <opencv2/imgproc.hpp>
 
 #include "foreground/foreground_driver.h"
-#include "frame/progress.h"
-#include "qxmatte.h"
 #include "support/allocation_faults.h"
 #include "support/composite.h"
+#include "support/foreground_job.h"
+#include "support/test_helpers.h"
 
 namespace {
 
-constexpr unsigned char kFill = 0x5A;
-
-struct Host {
-    cv::Mat image, alpha, aux, out;
-    QxJob job{};
-    Host(const cv::Mat& bgr, const cv::Mat& a)
-        : alpha(a.clone()), aux(a.size(), CV_8UC1, cv::Scalar(9)), out(a.size(), CV_8UC4, cv::Scalar::all(kFill)) {
-        cv::cvtColor(bgr, image, cv::COLOR_BGR2BGRA);
-        job.imagePixels = image.data, job.imageStep = int(image.step);
-        job.maskPixels = alpha.data, job.maskStep = int(alpha.step);
-        job.outPixels = out.data, job.outStep = int(out.step);
-        job.auxPixels = aux.data, job.auxStep = int(aux.step);
-        job.width = job.roiWidth = bgr.cols, job.height = job.roiHeight = bgr.rows;
-    }
-    bool outUntouched() const { return cv::countNonZero(out.reshape(1) != kFill) == 0; }
-};
+using Host = qxtest::ForegroundJob;
 
 TEST(ForegroundArguments, BadRegionsFailEmptyAndTinyOnesWriteNothing) {
     const qxtest::Composite c = qxtest::makeComposite(64, 48, 4, 7);
@@ -70,7 +52,7 @@ TEST(ForegroundArguments, BadRegionsFailEmptyAndTinyOnesWriteNothing) {
     Host thin(c.image, cv::Mat(48, 64, CV_8UC1, cv::Scalar(255)));
     thin.job.roiY = 20, thin.job.roiHeight = 4;
     EXPECT_EQ(qxRecoverForegroundCell(&thin.job, 0), 1);
-    EXPECT_GT(cv::countNonZero(thin.out.reshape(1) != kFill), 0);
+    EXPECT_GT(cv::countNonZero(thin.out.reshape(1) != qxtest::kOutFill), 0);
 }
 
 TEST(ForegroundArguments, CellScaleCountsTheAreaIn64Bits) {
@@ -117,10 +99,10 @@ TEST(ForegroundArguments, CellOutOfMemoryIsMinusOneSaveForTheSolversOwnValues) {
 
 TEST(ForegroundArguments, ResultsDoNotDependOnTheThreadCount) {
     const qxtest::Composite c = qxtest::makeComposite(120, 90, 5, 6);
-    const int before = omp_get_max_threads();
+    qxtest::ProgressLog log;
     cv::Mat reference;
     for (int threads : {1, 2, 4, 4, 1}) {
-        omp_set_num_threads(threads);
+        qxtest::ThreadCount t(threads);
         Host whole(c.image, c.alpha), cell(c.image, c.alpha);
         ASSERT_EQ(qxRecoverForeground(&whole.job, 1), 0);
         cell.job.roiBorder = 1;
@@ -130,8 +112,6 @@ TEST(ForegroundArguments, ResultsDoNotDependOnTheThreadCount) {
         if (reference.empty()) reference = both;
         else EXPECT_EQ(cv::norm(reference, both, cv::NORM_INF), 0.0) << threads;
     }
-    omp_set_num_threads(before);
-    qx::startProgress(nullptr, nullptr, 0, 0, 0);
 }
 
 }  // namespace

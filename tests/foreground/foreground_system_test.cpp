@@ -10,7 +10,7 @@
 
 #include "foreground/foreground_system.h"
 #include "foreground/foreground_tile.h"
-#include "frame/progress.h"
+#include "support/test_helpers.h"
 
 namespace qx {
 namespace {
@@ -91,9 +91,6 @@ TEST(ForegroundNormalDeathTest, SolverFailureEndsTheProcessWithThePhaseCode) {
     EXPECT_EXIT(factoriseNormal(session, lower), testing::ExitedWithCode(1), "");
 }
 
-int ticks = 0;
-int countTick(int, int, void*) { return ++ticks, 0; }
-
 TEST(ForegroundTile, SolveMatchesDenseLeastSquaresAndTicksFifteenTimes) {
     const int w = 7, h = 6;
     std::mt19937 rng(5);
@@ -127,10 +124,11 @@ TEST(ForegroundTile, SolveMatchesDenseLeastSquaresAndTicksFifteenTimes) {
         for (int i = system.rowStart[r] - 1; i < system.rowStart[r + 1] - 1; ++i)
             dense.at<double>(r, system.columns[i] - 1) += system.values[i];
 
-    startProgress(countTick, &ticks, 1000000, 0, 1);
-    ASSERT_EQ(recoverForegroundTile(planes, alpha), 0);
-    EXPECT_EQ(ticks, 15);
-    startProgress(nullptr, nullptr, 0, 0, 0);
+    {
+        qxtest::ProgressLog log;
+        ASSERT_EQ(recoverForegroundTile(planes, alpha), 0);
+        EXPECT_EQ(log.ticks(), 15);
+    }
 
     int mismatches = 0;
     for (int c = 0; c < 3; ++c) {

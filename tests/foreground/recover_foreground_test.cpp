@@ -2,37 +2,21 @@
 // definite pixels, untouched bytes, skipped tiles and the failure values.
 #include <gtest/gtest.h>
 
-#include <opencv2/imgproc.hpp>
-
 #include "foreground/foreground_driver.h"
-#include "frame/progress.h"
-#include "qxmatte.h"
 #include "support/composite.h"
+#include "support/foreground_job.h"
+#include "support/test_helpers.h"
 
 namespace {
 
-constexpr unsigned char kOutFill = 0x5A;
+using qxtest::kOutFill;
 
-int ticks = 0;
-int countTick(int, int, void*) { return ++ticks, 0; }
-
-// A host's buffers for one job over the whole image; out starts as kOutFill
-// or, with imageOut, as the image with byte 3 kOutFill.
-struct HostJob {
-    cv::Mat image, alpha, aux, out;
-    QxJob job{};
-    HostJob(const cv::Mat& bgr, const cv::Mat& a, bool imageOut = false)
-        : alpha(a.clone()), aux(a.size(), CV_8UC1, cv::Scalar(9)), out(a.size(), CV_8UC4, cv::Scalar::all(kOutFill)) {
-        cv::cvtColor(bgr, image, cv::COLOR_BGR2BGRA);
-        if (imageOut) cv::mixChannels(image, out, {0, 0, 1, 1, 2, 2});
-        job.imagePixels = image.data, job.imageStep = int(image.step);
-        job.maskPixels = alpha.data, job.maskStep = int(alpha.step);
-        job.outPixels = out.data, job.outStep = int(out.step);
-        job.auxPixels = aux.data, job.auxStep = int(aux.step);
-        job.width = job.roiWidth = bgr.cols, job.height = job.roiHeight = bgr.rows;
-        job.progressCallback = countTick, job.progressCookie = &ticks;
+// A job whose progress goes to log.
+struct HostJob : qxtest::ForegroundJob {
+    HostJob(const cv::Mat& bgr, const cv::Mat& a, qxtest::ProgressLog& log, bool imageOut = false)
+        : ForegroundJob(bgr, a, imageOut) {
+        job.progressCallback = qxtest::ProgressLog::record, job.progressCookie = &log;
     }
-    const cv::Vec4b& at(int x, int y) const { return out.at<cv::Vec4b>(y, x); }
 };
 
 // Alpha-weighted colour error of out against the true foreground (alpha 11..249,
@@ -78,8 +62,9 @@ int changedDefinite(const HostJob& h, const cv::Mat& alpha, int low, int high) {
 }
 
 TEST(RecoverForeground, BothExportsBeatTheImageColourAndKeepDefinitePixels) {
+    qxtest::ProgressLog log;
     const qxtest::Composite c = qxtest::makeComposite(640, 480, 6, 3);
-    HostJob h(c.image, c.alpha);
+    HostJob h(c.image, c.alpha, log);
     ASSERT_EQ(qxRecoverForeground(&h.job, 0), 0);
     const double ratio = errorRatio(h, c);
     std::cout << "[ accuracy ] qxRecoverForeground error / image colour error = " << ratio << "\n";
@@ -90,7 +75,7 @@ TEST(RecoverForeground, BothExportsBeatTheImageColourAndKeepDefinitePixels) {
     // 400 x 300 = 120000 pixels: with roiBorder set the cell is worked at full
     // scale, in tiles of at most 100 pixels, and fades in under its taper.
     const qxtest::Composite d = qxtest::makeComposite(400, 300, 6, 4);
-    HostJob cell(d.image, d.alpha, true);
+    HostJob cell(d.image, d.alpha, log, true);
     cell.job.roiBorder = 1;
     ASSERT_EQ(qxRecoverForegroundCell(&cell.job, 1), 1);
     const double cellRatio = errorRatio(cell, d, qx::cellTaperPlane(400, 300));
@@ -100,19 +85,18 @@ TEST(RecoverForeground, BothExportsBeatTheImageColourAndKeepDefinitePixels) {
 }
 
 TEST(RecoverForeground, NothingUnknownSolvesNoTile) {
+    qxtest::ProgressLog log;
     const qxtest::Composite c = qxtest::makeComposite(200, 160, 6, 5);
     const cv::Mat hard = c.alpha >= 128;
-    HostJob h(c.image, hard);
-    qx::startProgress(countTick, &ticks, 20000, 0, 0);
-    ticks = 0;
+    HostJob h(c.image, hard, log);
     ASSERT_EQ(qxRecoverForeground(&h.job, 0), 0);
-    EXPECT_EQ(ticks, 2);  // one tile, visited twice, never solved
+    EXPECT_EQ(log.ticks(), 2);  // one tile, visited twice, never solved
     EXPECT_EQ(disturbedBytes(h, 3), 0);
     EXPECT_EQ(changedDefinite(h, hard, 255, 0), 0);
 
     // With the edge blend, 3 pixels from the left edge the result weighs 3/64
     // against 61/64 of what out held.
-    HostJob blended(c.image, hard);
+    HostJob blended(c.image, hard, log);
     ASSERT_EQ(qxRecoverForeground(&blended.job, 0x100 | 1), 0);
     for (int k = 0; k < 3; ++k)
         EXPECT_EQ(blended.at(3, 80)[k], int((1.0f - 3 / 64.0f) * kOutFill + 3 / 64.0f * h.at(3, 80)[k]));
@@ -120,40 +104,38 @@ TEST(RecoverForeground, NothingUnknownSolvesNoTile) {
     // The cell counts only even unknown values: odd ones are fixed marks.
     cv::Mat odd = c.alpha.clone();
     odd.forEach<uchar>([](uchar& v, const int*) { v = (v > 5 && v < 250) ? (v | 1) : (v < 128 ? 0 : 255); });
-    HostJob cell(c.image, odd);
+    HostJob cell(c.image, odd, log);
     cell.job.roiBorder = 1;  // 32000 pixels: worked at full scale, so the values stay odd
-    ticks = 0;
+    log.clear();
     ASSERT_EQ(qxRecoverForegroundCell(&cell.job, 0), 1);
-    EXPECT_EQ(ticks, 5);  // the entry tick and four tiles (2 x 2 of 103 x 82), none solved
+    EXPECT_EQ(log.ticks(), 5);  // the entry tick and four tiles (2 x 2 of 103 x 82), none solved
 }
-
-std::vector<cv::Vec2i> reports;
-int recordTick(int value, int total, void*) { return reports.push_back({value, total}), 0; }
 
 TEST(RecoverForeground, ProgressBarsOfTheTwoExports) {
     // Alpha 255 everywhere: no tile needs solving, so only the loop ticks.
-    HostJob cell(cv::Mat(160, 200, CV_8UC3, cv::Scalar(1, 2, 3)), cv::Mat(160, 200, CV_8UC1, cv::Scalar(255)));
-    cell.job.roiBorder = 1, cell.job.progressCallback = recordTick;
-    reports.clear();
+    qxtest::ProgressLog log;
+    HostJob cell(cv::Mat(160, 200, CV_8UC3, cv::Scalar(1, 2, 3)), cv::Mat(160, 200, CV_8UC1, cv::Scalar(255)), log);
+    cell.job.roiBorder = 1;
     ASSERT_EQ(qxRecoverForegroundCell(&cell.job, 1), 1);
     // First tick 0 of 20000; 2 x 2 tiles give a step of 20000 / 4 * 0.065.
-    const std::vector<cv::Vec2i> cellBar{{0, 20000}, {325, 20000}, {650, 20000}, {975, 20000}, {1300, 20000}};
-    EXPECT_EQ(reports, cellBar);
+    EXPECT_EQ(log.values, (std::vector<int>{0, 325, 650, 975, 1300}));
+    EXPECT_EQ(log.totals, std::vector<int>(5, 20000));
 
     // No callback of its own: the cell's bar goes on from 1300. Reduced to
     // 400 x 100, two tiles of 300 x 100: step 10000 / (40000 / 67500) = 16875.
-    HostJob wide(cv::Mat(400, 1600, CV_8UC3, cv::Scalar(1, 2, 3)), cv::Mat(400, 1600, CV_8UC1, cv::Scalar(255)));
+    HostJob wide(cv::Mat(400, 1600, CV_8UC3, cv::Scalar(1, 2, 3)), cv::Mat(400, 1600, CV_8UC1, cv::Scalar(255)), log);
     wide.job.progressCallback = nullptr;
-    reports.clear();
+    log.clear();
     ASSERT_EQ(qxRecoverForeground(&wide.job, 0), 0);
-    EXPECT_EQ(reports, (std::vector<cv::Vec2i>{{18175, 20000}, {10000, 20000}}));
-    qx::startProgress(nullptr, nullptr, 0, 0, 0);
+    EXPECT_EQ(log.values, (std::vector<int>{18175, 10000}));
+    EXPECT_EQ(log.totals, std::vector<int>(2, 20000));
 }
 
 TEST(RecoverForeground, FailureValuesLeaveTheOutputAlone) {
     // A region 8 pixels wide reduces to a tile 2 wide: with an unknown pixel
     // in it the diagonal filter refuses the tile; 12 * 0.18 is 2 as well.
-    HostJob h(cv::Mat(40, 60, CV_8UC3, cv::Scalar(10, 200, 90)), cv::Mat(40, 60, CV_8UC1, cv::Scalar(128)));
+    qxtest::ProgressLog log;
+    HostJob h(cv::Mat(40, 60, CV_8UC3, cv::Scalar(10, 200, 90)), cv::Mat(40, 60, CV_8UC1, cv::Scalar(128)), log);
     h.job.roiX = 20, h.job.roiWidth = 8;
     EXPECT_EQ(qxRecoverForeground(&h.job, 1), -1);
     h.job.roiWidth = 12;

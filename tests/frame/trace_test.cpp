@@ -1,30 +1,20 @@
 // Trace records, their numbering and the set-up exports.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
 
 #include "frame/trace.h"
 #include "qxmatte.h"
+#include "support/test_helpers.h"
 
 namespace {
 
 struct TraceDir : ::testing::Test {
-    std::string dir, logPath;
-    void SetUp() override {
-        char tmpl[] = "/tmp/qxtraceXXXXXX";
-        ASSERT_NE(nullptr, mkdtemp(tmpl));
-        dir = tmpl;
-        logPath = dir + "/qxtrace_log.txt";
-    }
-    void TearDown() override {
-        qx::setTraceState(0, "/tmp/");
-        std::remove(logPath.c_str());
-        std::remove(dir.c_str());
-    }
+    qxtest::TempDir tmp;
+    std::string dir = tmp.path, logPath = tmp.file("qxtrace_log.txt");
+    void TearDown() override { qx::setTraceState(0, "/tmp/"); }
     std::string log() const {
         std::stringstream s;
         s << std::ifstream(logPath).rdbuf();

@@ -7,14 +7,10 @@ namespace {
 
 TEST(HostGrabCut, SizeRuleAndRefusals) {
     // Longer side 101 to 3199; the reduced copy more than 10 pixels each way.
-    EXPECT_FALSE(qxhost::grabCutAccepts(100, 100));
-    EXPECT_TRUE(qxhost::grabCutAccepts(101, 11));
-    EXPECT_FALSE(qxhost::grabCutAccepts(200, 10));
-    EXPECT_TRUE(qxhost::grabCutAccepts(21, 201));
-    EXPECT_FALSE(qxhost::grabCutAccepts(20, 201));
-    EXPECT_TRUE(qxhost::grabCutAccepts(3199, 81));
-    EXPECT_FALSE(qxhost::grabCutAccepts(3199, 80));
-    EXPECT_FALSE(qxhost::grabCutAccepts(3200, 3200));
+    const struct { int w, h; bool accepted; } sizes[] = {{100, 100, false}, {101, 11, true},  {200, 10, false},
+                                                         {21, 201, true},   {20, 201, false}, {3199, 81, true},
+                                                         {3199, 80, false}, {3200, 3200, false}};
+    for (const auto& s : sizes) EXPECT_EQ(s.accepted, qxhost::grabCutAccepts(s.w, s.h)) << s.w << "x" << s.h;
     EXPECT_EQ(qxhost::defaultGrabCutBand(cv::Size(300, 200)), 4);
     EXPECT_EQ(qxhost::defaultGrabCutBand(cv::Size(2000, 3000)), 30);
 

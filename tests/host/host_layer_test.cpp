@@ -77,33 +77,21 @@ TEST(HostFailures, EveryExportSaysWhatItsValueMeans) {
         EXPECT_NE(std::string::npos, s.find(text)) << s;
         EXPECT_NE(std::string::npos, s.find(name + " returned " + std::to_string(value))) << s;
     };
-    says("qxMaskAlpha", 1, "success");
-    says("qxMaskAlpha", -1001, "too large");
-    says("qxMaskAlpha", -870, "internal code 130");
-    says("qxMaskAlpha", -897, "guard row");
-    says("qxMaskAlpha", -875, "ran out of memory");
-    says("qxMaskAlpha", -1000, "unexpected");
-    says("qxGrabCut", -1, "out of memory");
-    says("qxGrabCut", -898, "internal code 102");
-    says("qxGrabCut", -2, "grab rectangle");
-    says("qxKeepCutToAlpha", -5, "marks do not allow");
-    says("qxKeepCutToAlpha", 103, "guard row");
-    says("qxKeepCutToAlpha", -1, "too large");
-    says("qxRecoverForeground", 0, "success");
-    says("qxRecoverForeground", 1, "does not document");
-    says("qxRecoverForeground", -1, "out of memory");
-    says("qxRecoverForegroundCell", 103, "internal code 103");
-    says("qxFloodFillAlpha", -3, "seed");
-    says("qxFloodFillAlpha", -1, "out of memory");
-    says("qxRGB2YCbCrAutoLevel", 0, "mode");
-    says("qxScaleAlpha", -1, "equal");
-    says("qxfilterIm8u", -1, "no pixels");
-    says("qxSetupLib", 0, "negative mask");
-    says("setDebugTrace", 1, "tracing is on");
-    says("qxDrawLine8u", 0, "radius outside");
-    says("qxMaskBBox", 0, "refused");
-    says("qxRecoverForegroundCell", -1000, "outside the image");
-    says("qxGrabCutEdgeGen", 0, "exceptions");
+    // One value of each way of failing: biased internal codes, per-export
+    // refusals, unbiased codes, the foreground's 0 for success, the checked
+    // and exception-passing exports, the trace switch.
+    const char* const rows[][3] = {
+        {"qxMaskAlpha", "1", "success"},          {"qxMaskAlpha", "-1001", "too large"},
+        {"qxMaskAlpha", "-870", "internal code 130"}, {"qxMaskAlpha", "-1000", "unexpected"},
+        {"qxGrabCut", "-2", "grab rectangle"},    {"qxKeepCutToAlpha", "-5", "marks do not allow"},
+        {"qxKeepCutToAlpha", "103", "guard row"}, {"qxRecoverForeground", "0", "success"},
+        {"qxRecoverForeground", "1", "does not document"}, {"qxRecoverForeground", "-1", "out of memory"},
+        {"qxFloodFillAlpha", "-3", "seed"},       {"qxRGB2YCbCrAutoLevel", "0", "mode"},
+        {"qxScaleAlpha", "-1", "equal"},          {"qxSetupLib", "0", "negative mask"},
+        {"setDebugTrace", "1", "tracing is on"},  {"qxDrawLine8u", "0", "radius outside"},
+        {"qxGrabCutEdgeGen", "0", "exceptions"},
+    };
+    for (const auto& r : rows) says(r[0], std::stoi(r[1]), r[2]);
     EXPECT_NE(std::string::npos, describeFailure("qxNoSuch", 5).find("not one of the library's exports"));
     EXPECT_EQ(0, qxhost::successValue("qxRecoverForeground"));
     EXPECT_EQ(1, qxhost::successValue("qxScaleAlpha"));

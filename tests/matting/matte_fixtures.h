@@ -1,14 +1,12 @@
 // Helpers of the matting tests: cv::Mat pixels seen through attached
-// buffers, colour planes, thrown ints and a progress tick counter.
+// buffers, and constant colour planes.
 #pragma once
 
 #include <opencv2/core.hpp>
 
 #include <array>
-#include <climits>
 
 #include "frame/image_buffer.h"
-#include "frame/progress.h"
 
 namespace mattest {
 
@@ -25,20 +23,6 @@ struct Planes {
         : mats{flat(width, height, r), flat(width, height, g), flat(width, height, b)}, step(int(mats[0].step)) {
         for (int c = 0; c < 3; ++c) pixels[c] = mats[c].data;
     }
-};
-
-template <class F>
-int thrownInt(F&& f) {  // INT_MIN if nothing is thrown
-    try { f(); } catch (int e) { return e; }
-    return INT_MIN;
-}
-
-// Counts the ticks while it lives; also keeps an earlier job's callback away.
-struct TickCounter {
-    int ticks = 0;
-    static int count(int, int, void* self) { return ++static_cast<TickCounter*>(self)->ticks, 1; }
-    TickCounter() { qx::startProgress(&TickCounter::count, this, 1000000, 0, 1); }
-    ~TickCounter() { qx::startProgress(nullptr, nullptr, 0, 0, 0); }
 };
 
 }  // namespace mattest

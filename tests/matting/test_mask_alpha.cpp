@@ -1,41 +1,43 @@
 // The matting export end to end on synthetic composites with exact ground
 // truth: accuracy on the three working scales, the final merge against the
-// host's marks, the progress bar, and the failure of an oversized system.
+// host's marks, the progress bar, the same alpha on any thread count, the
+// failure of an oversized system, and the front door: sizes, missing planes
+// and absurd estimates are refused before anything is written.
 #include <gtest/gtest.h>
 
 #include <opencv2/imgproc.hpp>
 
+#include <cmath>
 #include <cstdio>
+#include <limits>
 #include <string>
 #include <vector>
 
-#include "frame/progress.h"
 #include "qxmatte.h"
 #include "support/composite.h"
+#include "support/test_helpers.h"
 
 namespace {
 
-struct MaskRun { cv::Mat marks; std::vector<int> ticks; int rc = 0; };  // marks: in the marks, out the alpha
-
-int recordTick(int value, int, void* cookie) { return static_cast<std::vector<int>*>(cookie)->push_back(value), 1; }
-
-MaskRun maskAlpha(const cv::Mat& image, const cv::Mat& marks, float unknownEstimate) {
-    MaskRun run;
-    std::array<cv::Mat, 3> split = qxtest::splitPlanes(image);
-    // The mask's rows are longer than the planes': each image keeps its own step.
-    run.marks = cv::Mat(marks.rows, marks.cols + 13, CV_8UC1).colRange(0, marks.cols);
-    marks.copyTo(run.marks);
-    unsigned char* planes[3] = {split[0].data, split[1].data, split[2].data};
+// The planes of an image and a copy of its marks, whose rows are longer than
+// the planes': each image keeps its own step. After run, marks holds the alpha.
+struct Job {
+    std::array<cv::Mat, 3> planes;
+    unsigned char* planePointers[3];
+    cv::Mat marks;
     QxMaskJob job{};
-    job.planes = planes, job.planeStep = int(split[0].step);
-    job.marksPixels = run.marks.data, job.marksStep = int(run.marks.step);
-    job.width = image.cols, job.height = image.rows;
-    job.progressCallback = recordTick, job.progressCookie = &run.ticks;
-    run.rc = qxMaskAlpha(&job, 0, unknownEstimate, 255, 0, 255, 0);
-    // The bar outlives the call; silence it before the cookie goes away.
-    qx::startProgress(nullptr, nullptr, 0, 0, 0);
-    return run;
-}
+    Job(const cv::Mat& image, const cv::Mat& trimap, qxtest::ProgressLog* log = nullptr)
+        : planes(qxtest::splitPlanes(image)), marks(trimap.rows, trimap.cols + 13, CV_8UC1) {
+        marks = marks.colRange(0, trimap.cols);
+        trimap.copyTo(marks);
+        for (int c = 0; c < 3; ++c) planePointers[c] = planes[c].data;
+        job.planes = planePointers, job.planeStep = int(planes[0].step);
+        job.marksPixels = marks.data, job.marksStep = int(marks.step);
+        job.width = image.cols, job.height = image.rows;
+        if (log) job.progressCallback = qxtest::ProgressLog::record, job.progressCookie = log;
+    }
+    int run(float estimate) { return qxMaskAlpha(&job, 0, estimate, 255, 0, 255, 0); }
+};
 
 // 0 and 255 stand only where the host marked exactly that.
 void expectMergedAgainst(const cv::Mat& alpha, const cv::Mat& marks) {
@@ -57,8 +59,9 @@ TEST(MaskAlpha, MatchesGroundTruthOnAllThreeScales) {
         const float estimate = c.path == "full"   ? float(comp.unknownCount)
                                : c.path == "half" ? 400000.0f
                                                   : float((6.25 * budget - 12.0 * comp.image.total()) / 1920.0);
-        const MaskRun run = maskAlpha(comp.image, comp.trimap, estimate);
-        ASSERT_EQ(run.rc, 1);
+        qxtest::ProgressLog log;
+        Job run(comp.image, comp.trimap, &log);
+        ASSERT_EQ(run.run(estimate), 1);
         const cv::Mat band = qxtest::unknownBand(comp.trimap), certain = comp.trimap != 128;
         const double sad = qxtest::sadThousands(run.marks, comp.alpha, band);
         const double mse = qxtest::meanSquaredError(run.marks, comp.alpha, band);
@@ -74,7 +77,7 @@ TEST(MaskAlpha, MatchesGroundTruthOnAllThreeScales) {
         // reduction, where the 13th tick wraps to half.
         std::vector<int> expected{10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 110, 120};
         if (c.path != "full") expected.push_back(65);
-        EXPECT_EQ(run.ticks, expected);
+        EXPECT_EQ(log.values, expected);
     }
 }
 
@@ -83,9 +86,10 @@ TEST(MaskAlpha, MarksWithoutUnknownPixelsComeBackStretchedAndFiltered) {
     // return sharpened and refined, changed only along their own boundary.
     const qxtest::Composite comp = qxtest::makeComposite(200, 160, 6, 5);
     const cv::Mat marks = comp.alpha >= 128;
-    const MaskRun run = maskAlpha(comp.image, marks, 0.0f);
-    ASSERT_EQ(run.rc, 1);
-    EXPECT_LT(run.ticks.size(), 12u);  // the solver's own ticks are missing
+    qxtest::ProgressLog log;
+    Job run(comp.image, marks, &log);
+    ASSERT_EQ(run.run(0.0f), 1);
+    EXPECT_LT(log.ticks(), 12);  // the solver's own ticks are missing
     expectMergedAgainst(run.marks, marks);
     cv::Mat near;  // pixels within 4 of the other class
     cv::morphologyEx(marks, near, cv::MORPH_GRADIENT, cv::Mat::ones(9, 9, CV_8UC1));
@@ -93,12 +97,79 @@ TEST(MaskAlpha, MarksWithoutUnknownPixelsComeBackStretchedAndFiltered) {
     EXPECT_GT(cv::countNonZero(run.marks != marks), 0);  // but the boundary is softened
 }
 
+TEST(MaskAlpha, IsTheSameOnEveryThreadCountAndRun) {
+    const qxtest::Composite comp = qxtest::makeComposite(200, 150, 6, 2);
+    cv::Mat reference;
+    for (int threads : {1, 2, 4, 4, 2}) {
+        SCOPED_TRACE(threads);
+        qxtest::ThreadCount t(threads);
+        cv::Mat marks;
+        // Full size, then a half-size solve through the upsampler.
+        for (float estimate : {float(comp.unknownCount), 400000.0f}) {
+            Job j(comp.image, comp.trimap);
+            ASSERT_EQ(j.run(estimate), 1);
+            marks.push_back(j.marks);
+        }
+        if (reference.empty()) reference = marks;
+        else EXPECT_EQ(cv::norm(reference, marks, cv::NORM_INF), 0.0);
+    }
+}
+
 TEST(MaskAlpha, OversizedSystemFailsWithTheBiasedCode) {
     // A small estimate but everything unknown: at half size 2000 x 1050 the
     // system has more windows than the matting system accepts, and its -1
     // comes back as -1001 before any large array is made.
     const cv::Mat image(2100, 4000, CV_8UC3, cv::Scalar(40, 90, 160)), marks(image.size(), CV_8UC1, cv::Scalar(128));
-    EXPECT_EQ(maskAlpha(image, marks, 1000.0f).rc, -1001);
+    EXPECT_EQ(Job(image, marks).run(1000.0f), -1001);
+}
+
+TEST(MaskAlpha, BadSizesFailAndEmptyImagesDoNothing) {
+    const qxtest::Composite comp = qxtest::makeComposite(40, 30, 4, 5);
+    for (int w : {-1, 0, 1})
+        for (int h : {-1, 0, 1, 30}) {
+            SCOPED_TRACE(testing::Message() << w << "x" << h);
+            Job j(comp.image, comp.trimap);
+            j.job.width = w, j.job.height = h;
+            const int expected = (w < 0 || h < 0) ? -1000 : 1;
+            EXPECT_EQ(j.run(100.0f), expected);
+            if (w <= 0 || h <= 0) {
+                EXPECT_EQ(cv::norm(j.marks, comp.trimap, cv::NORM_INF), 0.0);
+            }
+        }
+    EXPECT_EQ(qxMaskAlpha(nullptr, 0, 1.0f, 255, 0, 255, 0), -1000);
+    Job shortStep(comp.image, comp.trimap);
+    shortStep.job.marksStep = 39;
+    EXPECT_EQ(shortStep.run(100.0f), -1000);
+    Job missingPlane(comp.image, comp.trimap);
+    missingPlane.planePointers[2] = nullptr;
+    EXPECT_EQ(missingPlane.run(100.0f), -1000);
+}
+
+TEST(MaskAlpha, AbsurdEstimatesFailHugeOnesStillSolve) {
+    const qxtest::Composite comp = qxtest::makeComposite(192, 144, 4, 9);
+    const float inf = std::numeric_limits<float>::infinity();
+    for (float bad : {inf, -inf, std::nanf(""), -1.0f, -1e30f}) {
+        Job j(comp.image, comp.trimap);
+        EXPECT_EQ(j.run(bad), -1000) << bad;
+        EXPECT_EQ(cv::norm(j.marks, comp.trimap, cv::NORM_INF), 0.0) << bad;
+    }
+    // A finite estimate too large for any memory: the reduced solve keeps a
+    // workable size (before, a side of 0 left the alpha undefined). Well
+    // inside the marks the alpha stands, and every run gives the same.
+    cv::Mat keepInside, cutInside, first;
+    const cv::Mat block = cv::getStructuringElement(cv::MORPH_RECT, cv::Size(21, 21));
+    cv::erode(comp.trimap == 255, keepInside, block);
+    cv::erode(comp.trimap == 0, cutInside, block);
+    ASSERT_GT(cv::countNonZero(keepInside), 100);
+    ASSERT_GT(cv::countNonZero(cutInside), 100);
+    for (int run = 0; run < 2; ++run) {
+        Job j(comp.image, comp.trimap);
+        ASSERT_EQ(j.run(1e30f), 1);
+        EXPECT_EQ(cv::countNonZero(keepInside & (j.marks < 250)), 0);
+        EXPECT_EQ(cv::countNonZero(cutInside & (j.marks > 5)), 0);
+        if (run == 0) first = j.marks.clone();
+        else EXPECT_EQ(cv::norm(first, j.marks, cv::NORM_INF), 0.0);
+    }
 }
 
 }  // namespace

@@ -2,12 +2,16 @@
 // the write-back, on images whose answer is known.
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "matte_fixtures.h"
 #include "matting/matting_system.h"
+#include "support/test_helpers.h"
 
 namespace {
 
 using namespace mattest;
+using qxtest::thrownInt;
 
 bool allReleased(const qx::MatteState& s) {
     return !s.tripletValues && !s.diagonalSums && !s.tripletRows && !s.tripletColumns && !s.spareArray &&
@@ -77,21 +81,26 @@ TEST(MatteSolve, AboveTheLimitsThrowsMinusOneAndReleasesTheState) {
     Planes planes(3, 166670, 10, 20, 30);
     cv::Mat alpha = flat(3, 166670, 255);
     for (int y = 2; y < alpha.rows; y += 5) alpha.at<uchar>(y, 0) = 128;
-    TickCounter counter;
+    qxtest::ProgressLog log;
     EXPECT_EQ(thrownInt([&] { solveKnown(planes, alpha, state); }), -1);
-    EXPECT_EQ(counter.ticks, 2);  // the sort and the merge, no solver phase
+    EXPECT_EQ(log.ticks(), 2);  // the sort and the merge, no solver phase
     EXPECT_TRUE(allReleased(state));
 }
 
-TEST(MatteSolve, WriteBackTruncatesAndSkipsMarksAndNonVariables) {
-    const cv::Mat solve = (cv::Mat_<uchar>(1, 4) << 0, 255, 0, 0), known = (cv::Mat_<uchar>(1, 4) << 0, 0, 255, 0);
-    cv::Mat work = (cv::Mat_<uchar>(1, 4) << 1, 2, 3, 4);
-    Plane s = attach(solve), k = attach(known), w = attach(work);
-    float solution[3] = {12.9f, 50.0f, 200.99f};
+TEST(MatteSolve, WriteBackTruncatesAndSkipsMarksNonVariablesAndNaN) {
+    // Every pixel in the solve is a variable (pixel 2 is not): the known
+    // pixel 0 keeps its mark, the others take their value truncated, and a
+    // NaN of either sign keeps the mark too.
+    const cv::Mat known = (cv::Mat_<uchar>(1, 6) << 255, 0, 0, 0, 0, 0);
+    const cv::Mat solve = (cv::Mat_<uchar>(1, 6) << 0, 0, 255, 0, 0, 0);
+    cv::Mat work = (cv::Mat_<uchar>(1, 6) << 1, 2, 3, 4, 5, 6);
+    Plane k = attach(known), s = attach(solve), w = attach(work);
+    float solution[5] = {255.0f, 12.9f, std::nanf(""), 200.99f, -std::nanf("")};
     qx::MatteState state;
     state.solution = solution;
-    qx::writeSolvedAlpha(state, 4, 1, k, s, w);
-    EXPECT_EQ(cv::countNonZero(work != (cv::Mat_<uchar>(1, 4) << 12, 2, 3, 200)), 0);
+    qx::writeSolvedAlpha(state, 6, 1, k, s, w);
+    state.solution = nullptr;
+    EXPECT_EQ(cv::countNonZero(work != (cv::Mat_<uchar>(1, 6) << 1, 12, 3, 4, 200, 6)), 0) << work;
 }
 
 }  // namespace

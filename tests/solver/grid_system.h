@@ -71,6 +71,3 @@ inline std::vector<double> smoothField(int n) {
     for (int i = 0; i < n; ++i) x[i] = 0.5 + 0.4 * std::sin(0.013 * i);
     return x;
 }
-
-// Progress callback counting its calls in an int.
-inline int countTicks(int, int, void* cookie) { return ++*static_cast<int*>(cookie), 1; }

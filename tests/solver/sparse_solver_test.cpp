@@ -1,20 +1,18 @@
 #include <gtest/gtest.h>
 
-#include "frame/progress.h"
 #include "frame/status.h"
 #include "matting/sparse_solver.h"
 #include "solver/grid_system.h"
+#include "support/test_helpers.h"
 
 using namespace qx;
 
 // Solves in place; returns what solveSparseDirect returned or threw.
 static int direct(int order, const float* v, const int* r, const int* c, float* b) {
     std::vector<float> scratch(order);
-    try {
-        return solveSparseDirect(order, v, r, c, b, scratch.data());
-    } catch (int e) {
-        return e;
-    }
+    int rc = 0;
+    const int thrown = qxtest::thrownInt([&] { rc = solveSparseDirect(order, v, r, c, b, scratch.data()); });
+    return thrown == INT_MIN ? rc : thrown;
 }
 
 static int direct(const GridSystem& g, std::vector<float>& b) {
@@ -96,11 +94,11 @@ TEST(SparseCG, AgreesWithTheDirectSolveAndStopsAtTheLimit) {
     std::vector<double> y(g.order, 0.0), zero(g.order, 0.0);
     std::fill(x.begin(), x.end(), 0.0);
     EXPECT_GT(cg(x, g.order, 1e-12), 90);
-    int ticks = 0;
-    startProgress(countTicks, &ticks, 1000, 0, 1);
-    EXPECT_EQ(cg(y, 45, 1e-14), 45);
-    startProgress(nullptr, nullptr, 0, 0, 0);
-    EXPECT_EQ(ticks, 2);
+    {
+        qxtest::ProgressLog log(1000);
+        EXPECT_EQ(cg(y, 45, 1e-14), 45);
+        EXPECT_EQ(log.ticks(), 2);
+    }
     EXPECT_LT(relativeDistance(y, x), 0.7 * relativeDistance(zero, x));
     EXPECT_EQ(cg(y, 0, 1e-6), -1);  // no iteration allowed
 }

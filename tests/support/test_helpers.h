@@ -1,0 +1,66 @@
+// Small helpers shared by the test programs: a thread count that is given
+// back, a log of progress reports, thrown ints and a scratch folder.
+#pragma once
+
+#include <omp.h>
+#include <stdlib.h>
+
+#include <climits>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "frame/progress.h"
+
+namespace qxtest {
+
+// Sets the OpenMP thread count while it lives.
+struct ThreadCount {
+    int before = omp_get_max_threads();
+    explicit ThreadCount(int n) { omp_set_num_threads(n); }
+    ~ThreadCount() { omp_set_num_threads(before); }
+};
+
+// Installs itself as the progress bar's callback (total, step as given) and
+// records every (value, total) report; silences the bar when it goes, so no
+// later tick reaches a dead cookie.
+struct ProgressLog {
+    std::vector<int> values, totals;
+    static int record(int value, int total, void* self) {
+        auto* log = static_cast<ProgressLog*>(self);
+        log->values.push_back(value), log->totals.push_back(total);
+        return 1;
+    }
+    explicit ProgressLog(int total = 1000000, int step = 1) { qx::startProgress(record, this, total, 0, step); }
+    ProgressLog(const ProgressLog&) = delete;
+    ~ProgressLog() { qx::startProgress(nullptr, nullptr, 0, 0, 0); }
+    int ticks() const { return int(values.size()); }
+    void clear() { values.clear(), totals.clear(); }
+};
+
+// What f throws as an int; INT_MIN if it returns.
+template <class F>
+int thrownInt(F&& f) {
+    try {
+        f();
+    } catch (int e) {
+        return e;
+    }
+    return INT_MIN;
+}
+
+// A fresh folder under /tmp, removed with everything in it when it goes.
+struct TempDir {
+    std::string path;
+    TempDir() {
+        char name[] = "/tmp/qxtestXXXXXX";
+        if (mkdtemp(name)) path = name;
+    }
+    TempDir(const TempDir&) = delete;
+    ~TempDir() {
+        if (!path.empty()) std::system(("rm -rf '" + path + "'").c_str());
+    }
+    std::string file(const std::string& name) const { return path + "/" + name; }
+};
+
+}  // namespace qxtest
