@@ -88,29 +88,28 @@ TEST(FloodFill, SeedsAndSizesOutsideTheImage) {
     EXPECT_EQ(r, (Rect{0, 0, 1, 1}));
 }
 
-TEST(ScaleAlpha, WorkedNumbersAndProtectedMarks) {
-    const Bytes in = {0, 100, 150, 151, 200, 201, 255, 42};  // the last byte is padding
+TEST(ScaleAlpha, WorkedNumbersProtectedMarksAndRefusals) {
+    // The last byte of each row is padding. Only the low bytes of the bounds
+    // count; protection keeps odd values (fixed marks) and clears bit 0 of
+    // the rest; a reversed range uses the low byte of the negative factor.
+    const Bytes in = {0, 100, 150, 151, 200, 201, 255, 42};
+    const struct { int high, low, protect, rc; Bytes out; } rows[] = {
+        {200, 100, 0, 1, {0, 0, 127, 129, 253, 255, 255, 42}},  // factor 81
+        {200 + 256, 100 - 256, 1, 1, {0, 0, 126, 151, 252, 201, 255, 42}},
+        {100, 200, 0, 1, {0, 0, 0, 0, 0, 5, 255, 42}},  // -81: 175
+        {255, 0, 1, 1, in},                            // the full range
+        {0x1FF, 0x100, 0, 1, in},
+        {300, 44, 0, -1, in},  // equal low bytes
+    };
+    for (const auto& r : rows) {
+        Bytes a = in;
+        EXPECT_EQ(r.rc, qxScaleAlpha(a.data(), 8, 7, 1, r.high, r.low, r.protect)) << r.high << " " << r.low;
+        EXPECT_EQ(r.out, a) << r.high << " " << r.low;
+    }
     Bytes a = in;
-    EXPECT_EQ(1, qxScaleAlpha(a.data(), 8, 7, 1, 200, 100, 0));
-    EXPECT_EQ(a, (Bytes{0, 0, 127, 129, 253, 255, 255, 42}));  // factor 81
-    a = in;
-    EXPECT_EQ(1, qxScaleAlpha(a.data(), 8, 7, 1, 200 + 256, 100 - 256, 1));
-    EXPECT_EQ(a, (Bytes{0, 0, 126, 151, 252, 201, 255, 42}));  // odd values come back, even lose bit 0
-    // A reversed range uses the low byte of the negative factor (-81: 175).
-    a = in;
-    EXPECT_EQ(1, qxScaleAlpha(a.data(), 8, 7, 1, 100, 200, 0));
-    EXPECT_EQ(a, (Bytes{0, 0, 0, 0, 0, 5, 255, 42}));
-}
-
-TEST(ScaleAlpha, FullRangeZeroSpanAndBadSizesChangeNothing) {
-    const Bytes in = {0, 1, 126, 200, 255};
-    Bytes a = in;
-    EXPECT_EQ(1, qxScaleAlpha(a.data(), 5, 5, 1, 255, 0, 1));
-    EXPECT_EQ(1, qxScaleAlpha(a.data(), 5, 5, 1, 0x1FF, 0x100, 0));
-    EXPECT_EQ(-1, qxScaleAlpha(a.data(), 5, 5, 1, 300, 44, 0));  // equal low bytes
-    EXPECT_EQ(-1, qxScaleAlpha(a.data(), 5, 0, 1, 200, 100, 0));
-    EXPECT_EQ(-1, qxScaleAlpha(a.data(), 5, 5, -1, 200, 100, 0));
-    EXPECT_EQ(-1, qxScaleAlpha(a.data(), 4, 5, 1, 200, 100, 0));  // step shorter than a row
+    EXPECT_EQ(-1, qxScaleAlpha(a.data(), 8, 0, 1, 200, 100, 0));
+    EXPECT_EQ(-1, qxScaleAlpha(a.data(), 8, 7, -1, 200, 100, 0));
+    EXPECT_EQ(-1, qxScaleAlpha(a.data(), 6, 7, 1, 200, 100, 0));  // step shorter than a row
     EXPECT_EQ(in, a);
 }
 
