@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "frame/export_frame.h"
+#include "primitives/segment_reach.h"
 #include "selection/brush_rectangle.h"
 #include "selection/mark_coding.h"
 #include "qxmatte.h"
@@ -18,10 +19,13 @@ void colourRangeSelect(QxJob* job, int x1, int y1, int x2, int y2, int radius, c
     radius = std::min(radius, kMaxBrushRadius);
     const BrushRectangle rect = brushRectangle(x1, y1, x2, y2, radius, job->width, job->height);
     if (rect.w <= 0 || rect.h <= 0) return;
-    // The brush is the zero pixels of the band map.
+    // The brush is the zero pixels of the band map. The ends are first brought
+    // near the image, so that the drawing is bounded by the image's size.
+    cv::Point from(x1, y1), to(x2, y2);
+    if (!clipSegmentToReach(job->width, job->height, from, to)) return;
     cv::Mat band(rect.h, rect.w, CV_8UC1, cv::Scalar(255));
-    cv::line(band, cv::Point(x1 - rect.left, y1 - rect.top), cv::Point(x2 - rect.left, y2 - rect.top), cv::Scalar(0),
-             2 * radius + 1, cv::LINE_8, 0);
+    const cv::Point origin(rect.left, rect.top);
+    cv::line(band, from - origin, to - origin, cv::Scalar(0), 2 * radius + 1, cv::LINE_8, 0);
     const unsigned char mark = keep ? kFixedKeep : kFixedCut;
     // Squared in 64 bits: a tolerance beyond 46340 would overflow 32 and
     // takes every colour anyway, as the largest distance is 3 * 255^2.

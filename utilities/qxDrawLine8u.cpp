@@ -1,10 +1,9 @@
 // Export: one stroke of a mark into an 8-bit mask, 2 * radius + 1 wide,
 // 8-connected, clipped to the mask.
-#include <cstdint>
-
 #include <opencv2/imgproc.hpp>
 
 #include "frame/export_frame.h"
+#include "primitives/segment_reach.h"
 #include "qxmatte.h"
 
 namespace {
@@ -23,12 +22,6 @@ int penValue(int mode, int value) {
     }
 }
 
-// cv::line walks every row between the ends of a thick stroke, inside the
-// mask or not, so an end far off the canvas costs seconds. Ends further than
-// this outside the mask are first moved along the stroke to that distance;
-// the stroke's slope then changes by under 1/32768 pixel per pixel.
-constexpr int kReach = 1 << 15;
-
 }  // namespace
 
 QX_EXPORT int qxDrawLine8u(unsigned char* pixels, int step, int width, int height, int x1, int y1, int x2,
@@ -41,14 +34,7 @@ QX_EXPORT int qxDrawLine8u(unsigned char* pixels, int step, int width, int heigh
     if (!pixels || step < width) return 0;
     cv::Mat mask(height, width, CV_8UC1, pixels, static_cast<std::size_t>(step));
     cv::Point from(x1, y1), to(x2, y2);
-    const cv::Rect reach(-kReach, -kReach, width + 2 * kReach, height + 2 * kReach);
-    if (!reach.contains(from) || !reach.contains(to)) {
-        // Clipped in 64 bits, in the reach's own coordinates.
-        cv::Point2l a(int64_t(x1) + kReach, int64_t(y1) + kReach), b(int64_t(x2) + kReach, int64_t(y2) + kReach);
-        if (!cv::clipLine(cv::Size2l(reach.width, reach.height), a, b)) return 1;  // nowhere near the mask
-        from = cv::Point(int(a.x - kReach), int(a.y - kReach));
-        to = cv::Point(int(b.x - kReach), int(b.y - kReach));
-    }
+    if (!qx::clipSegmentToReach(width, height, from, to)) return 1;  // nowhere near the mask
     cv::line(mask, from, to, cv::Scalar(penValue(mode, value)), 2 * radius + 1,
              cv::LINE_8, 0);
     return 1;

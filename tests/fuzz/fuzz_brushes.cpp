@@ -44,11 +44,6 @@ void hairOrColourRange(FuzzedDataProvider& in, bool hair) {
     Scene s(size);
     int x1 = fuzz::consumeCoordinate(in, size.width), y1 = fuzz::consumeCoordinate(in, size.height);
     int x2 = fuzz::consumeCoordinate(in, size.width), y2 = fuzz::consumeCoordinate(in, size.height);
-    if (!hair) {
-        // The colour-range brush still walks every row to a far end (seconds
-        // for an end a billion pixels away): ends kept within 100000 for now.
-        for (int* v : {&x1, &y1, &x2, &y2}) *v = std::clamp(*v, -100000, 100000);
-    }
     const int radius = in.ConsumeBool() ? in.ConsumeIntegralInRange(0, 6) : in.ConsumeIntegralInRange(-2, 400);
     unsigned char colourA[3], colourB[3];
     for (unsigned char& c : colourA) c = in.ConsumeIntegral<unsigned char>();

@@ -127,6 +127,19 @@ TEST(ColorRangeSelect, StrictToleranceUnderTheBrushOnly) {
             EXPECT_EQ(cut.at<uchar>(y, x), expected) << x << "," << y;
         }
 
+    // Ends a billion pixels off the image mark what near ends on the same
+    // line do (a row and a diagonal, whose slopes clipping keeps exactly).
+    for (const int far : {-2147483647, 2000000000}) {
+        const int near = far < 0 ? -40 : 70;
+        HostPlanes a(image, 0x7E), b(image, 0x7E);
+        qxColorRangeSelect(&a.job, far, 10, 5, 10, 2, colour, 2, 1);
+        qxColorRangeSelect(&a.job, 5, 5, far, far, 1, colour, 2, 0);
+        qxColorRangeSelect(&b.job, near, 10, 5, 10, 2, colour, 2, 1);
+        qxColorRangeSelect(&b.job, 5, 5, near, near, 1, colour, 2, 0);
+        EXPECT_EQ(cv::countNonZero(a.mask != b.mask), 0) << far;
+        EXPECT_GT(cv::countNonZero(a.mask != 0x7E), 40) << far;
+    }
+
     // Empty or refused: ends far off the image, a negative radius, no width.
     HostPlanes host(image, 0x7E);
     EXPECT_EQ(qxColorRangeSelect(&host.job, 100, 100, 200, 200, 3, colour, 50, 1), 1);
