@@ -31,7 +31,11 @@ namespace fs = std::filesystem;
 // an alpha for foreground), the output goes to --out.
 const std::set<std::string> kBatchable = {"matte", "cutout", "foreground"};
 // Options that name files of their own; in a batch every output goes to --out.
-const std::set<std::string> kFileOptions = {"-o", "--output", "--preview", "--foreground", "--cutout"};
+const std::set<std::string> kFileOptions = {"-o", "--output", "--preview", "--foreground", "--cutout", "--alpha"};
+// A cut-out edit re-solves one rectangle of one earlier cut-out.
+const std::set<std::string> kSingleImageOptions = {"--edit", "--previous", "--only", "--border"};
+// Options of the subcommands that take no value.
+const std::set<std::string> kFlags = {"--cell", "--half", "--no-colours"};
 
 struct Job {
     std::string image, marks, output;  // output: a path under --out
@@ -82,11 +86,14 @@ Settings parseSettings(const std::vector<std::string>& args, bool quiet) {
             if (s.shardCount < 1 || s.shardIndex >= s.shardCount)
                 usage("--shard " + v + ": I must be below N (I counts from 0)");
         } else if (!a.empty() && a[0] == '-') {
-            if (kFileOptions.count(a)) usage(a + " names a file; in a batch every output goes to --out");
+            const std::string name = a.substr(0, a.find('='));  // --option=value too
+            if (kFileOptions.count(name)) usage(name + " names a file; in a batch every output goes to --out");
+            if (kSingleImageOptions.count(name))
+                usage(name + " belongs to an edit of one cut-out: run qxmatte cutout --edit on that image alone");
             s.passThrough.push_back(a);
             // The option's value, if it has one, travels with it.
             if (i + 1 < args.size() && (args[i + 1].empty() || args[i + 1][0] != '-') && a.find('=') == std::string::npos &&
-                a != "--cell")
+                !kFlags.count(a))
                 s.passThrough.push_back(args[++i]);
         } else {
             positional.push_back(a);

@@ -158,4 +158,46 @@ TEST_F(Files, BatchGoesOnResumesAndShards) {
     EXPECT_EQ(1, run("batch matte " + file("jobs.csv") + " --out " + file("m") + " --preview p.png"));
 }
 
+TEST_F(Files, BatchCutsOutOverFoldersAndAManifest) {
+    // Two good jobs, a file that is not an image and a trimap without keep.
+    for (int i = 0; i < 2; ++i) {
+        qxtest::Composite c = qxtest::makeComposite(80 + 8 * i, 60, 6, i + 1);
+        write("images/good" + std::to_string(i) + ".png", c.image);
+        write("trimaps/good" + std::to_string(i) + ".png", c.trimap);
+    }
+    std::ofstream(file("images/broken.png")) << "not an image";
+    write("trimaps/broken.png", cv::Mat(36, 40, CV_8UC1, cv::Scalar(128)));
+    write("images/nokeep.png", cv::Mat(36, 40, CV_8UC3, cv::Scalar::all(9)));
+    cv::Mat nokeep(36, 40, CV_8UC1, cv::Scalar(128));
+    nokeep.colRange(0, 10).setTo(0);
+    write("trimaps/nokeep.png", nokeep);
+
+    // --half before the folders: a flag of the subcommand takes no value.
+    EXPECT_EQ(4, run("batch cutout --half " + file("images") + " " + file("trimaps") + " --out " + file("out") +
+                     " --jobs 2"))
+        << output;
+    EXPECT_TRUE(says("done          2") && says("failed        2")) << output;
+    const std::string failures = text(file("out/batch-failures.csv"));
+    EXPECT_NE(std::string::npos, failures.find("broken.png")) << failures;
+    EXPECT_NE(std::string::npos, failures.find("no foreground")) << failures;
+    for (int i = 0; i < 2; ++i) {
+        const cv::Mat cut = cv::imread(file("out/good" + std::to_string(i) + ".png"), cv::IMREAD_UNCHANGED);
+        ASSERT_EQ(cut.type(), CV_8UC4) << i;
+        double low, high;
+        cv::minMaxLoc(cut.reshape(1, int(cut.total())).col(3), &low, &high);
+        EXPECT_TRUE(low == 0 && high == 255) << i;  // the trimap's cut and keep
+    }
+    EXPECT_EQ(2, filesIn(file("out")) - 1);  // the cut-outs and the failure list, no logs or temporaries
+
+    std::ofstream(file("jobs.csv")) << "image,marks,output\nimages/good1.png,trimaps/good1.png,a.png\n"
+                                       "images/nokeep.png,trimaps/nokeep.png,b.png\n";
+    EXPECT_EQ(4, run("batch cutout " + file("jobs.csv") + " --out " + file("m") + " --no-colours"));
+    EXPECT_TRUE(fs::exists(file("m/a.png")) && !fs::exists(file("m/b.png")) && says("failed        1")) << output;
+    // An edit, or a second output per job, has no place in a batch.
+    EXPECT_EQ(1, run("batch cutout " + file("jobs.csv") + " --out " + file("m") + " --alpha a.png"));
+    EXPECT_TRUE(says("--alpha names a file")) << output;
+    EXPECT_EQ(1, run("batch cutout " + file("jobs.csv") + " --out " + file("m") + " --edit=0,0,4,4"));
+    EXPECT_TRUE(says("--edit belongs to an edit of one cut-out")) << output;
+}
+
 }  // namespace
