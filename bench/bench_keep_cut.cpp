@@ -6,26 +6,24 @@
 // during the call. Each run is its own forked process, so that its peak is
 // its own.
 //
-//   bench_keep_cut            1 and 4 megapixels, every road and band
-//   bench_keep_cut --big      adds 12 and 30 megapixels (3% band, once each)
+//   bench_keep_cut            1 and 4 megapixels, every road, band and colour
+//   bench_keep_cut --big      12 and 30 megapixels, every road, band and colour
 //   bench_keep_cut --quick    1 megapixel, 3% band, colours off only
-#include <sys/wait.h>
-#include <unistd.h>
-
+//   bench_keep_cut --row MP BAND ROAD COLOURS   one row, e.g. --row 12 3 full off
 #include <opencv2/core.hpp>
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-
-#include "run_in_child.h"
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <string>
 #include <vector>
 
 #include "frame/progress.h"
+#include "run_in_child.h"
 #include "matting/joint_upsample.h"
 #include "qxmatte.h"
 #include "selection/keep_cut_region.h"
@@ -162,25 +160,30 @@ Result run(const Config& c) {
 
 }  // namespace
 
+Config sized(int mp, double band, Road road, bool colours) {
+    const int w = int(std::sqrt(mp * 1e6 * 4 / 3)), h = int(mp * 1e6 / w);
+    return {w, h, band, road, colours};
+}
+
 int main(int argc, char** argv) {
-    const bool big = argc > 1 && std::strcmp(argv[1], "--big") == 0;
-    const bool quick = argc > 1 && std::strcmp(argv[1], "--quick") == 0;
+    const std::string mode = argc > 1 ? argv[1] : "";
     std::vector<Config> configs;
-    if (quick)
-        for (Road road : {Road::full, Road::half, Road::local}) configs.push_back({1154, 866, 0.03, road, false});
-    for (int mp : {1, 4}) {
-        if (quick) break;
-        const int w = int(std::sqrt(mp * 1e6 * 4 / 3)), h = int(mp * 1e6 / w);
-        for (double band : {0.03, 0.10})
-            for (Road road : {Road::full, Road::half, Road::local})
-                for (bool colours : {false, true}) configs.push_back({w, h, band, road, colours});
-    }
-    if (big) {
-        for (int mp : {12, 30}) {
-            const int w = int(std::sqrt(mp * 1e6 * 4 / 3)), h = int(mp * 1e6 / w);
-            for (Road road : {Road::full, Road::half}) configs.push_back({w, h, 0.03, road, false});
-            configs.push_back({w, h, 0.03, Road::local, false});
-        }
+    if (mode == "--quick") {
+        for (Road road : {Road::full, Road::half, Road::local}) configs.push_back(sized(1, 0.03, road, false));
+    } else if (mode == "--row" && argc == 6) {
+        const std::string road = argv[4];
+        configs.push_back(sized(std::atoi(argv[2]), std::atof(argv[3]) / 100.0,
+                                road == "half" ? Road::half : road == "local" ? Road::local : Road::full,
+                                std::strcmp(argv[5], "on") == 0));
+    } else if (mode.empty() || mode == "--big") {
+        const std::vector<int> sizes = mode.empty() ? std::vector<int>{1, 4} : std::vector<int>{12, 30};
+        for (int mp : sizes)
+            for (double band : {0.03, 0.10})
+                for (Road road : {Road::full, Road::half, Road::local})
+                    for (bool colours : {false, true}) configs.push_back(sized(mp, band, road, colours));
+    } else {
+        std::fprintf(stderr, "usage: bench_keep_cut [--quick | --big | --row MP BAND full|half|local on|off]\n");
+        return 1;
     }
     std::printf("qxKeepCutToAlpha: seconds, leaves, pixels to solve in the largest leaf, peak resident\n"
                 "memory of the process (image, marks, output and aux included) and its rise in the call.\n"
