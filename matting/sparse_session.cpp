@@ -1,4 +1,4 @@
-// The phases of a sparse direct solve: a supernodal Cholesky factor in double
+// The phases of a sparse direct solve: a Cholesky factor in double
 // precision of a symmetric matrix handed in as its upper triangle in
 // one-based compressed rows with float values.
 //
@@ -24,6 +24,8 @@ constexpr int kSparseFailed = -4;        // any other failure inside the solver
 constexpr double kPivotFloor = 1e-8;
 // Perturbation steps tried after the first one, each 100 times larger.
 constexpr int kPerturbRetries = 2;
+// Systems of fewer variables are factorised without supernodes.
+constexpr int kSimplicialBelow = 4096;
 
 // Fill-reducing ordering when the session doesn't name one. On the 5x5
 // stencils of matting systems (25k to 300k unknowns) minimum degree gives
@@ -118,7 +120,11 @@ int sparseAnalyse(SparseSession& s, int order, const float* values, const int* r
     s.order = order;
     s.common.print = 0;
     s.common.error_handler = quietErrors;
-    s.common.supernodal = CHOLMOD_SUPERNODAL;
+    // A small system (the tiles of keep/cut to alpha have a few hundred
+    // variables) factorises faster column by column: supernodes there are
+    // mostly amalgamation padding, and their dense kernels wake the BLAS
+    // threads for microseconds of work. The same factor up to rounding.
+    s.common.supernodal = order < kSimplicialBelow ? CHOLMOD_SIMPLICIAL : CHOLMOD_SUPERNODAL;
     // Coarser relaxed amalgamation than the solver's default (4, 16, 48):
     // larger supernodes keep the dense kernels busier; measured 10-20% off
     // the factorisation of matting systems of 25k to 300k unknowns.

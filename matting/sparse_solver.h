@@ -1,7 +1,8 @@
 // The sparse direct solver: symmetric matrices given by their upper triangle
 // in compressed sparse rows counting from 1 (values, rowStart[order + 1],
 // columns ascending within a row), single-precision matrix and vectors, a
-// double-precision supernodal Cholesky factor with a fill-reducing ordering.
+// double-precision Cholesky factor with a fill-reducing ordering (supernodal
+// above a few thousand variables).
 //
 // A session runs the phases one by one (analyse, factorise, solve any number
 // of right sides, release) so that a caller with several right sides

@@ -36,9 +36,10 @@ struct TileJob {
 };
 
 // Below this many pixels a count over a tile runs on the calling thread: the
-// tree has thousands of small tiles, and waking the team for each costs more
-// than the count. (The counts are integer sums, the same either way.)
-constexpr long long kThreadedArea = 1 << 16;
+// tree has thousands of tiles, and waking the team for each costs more than
+// the count (on a busy machine a wake can wait a whole time slice). The
+// counts are integer sums, the same either way.
+constexpr long long kThreadedArea = 1 << 20;
 inline bool worthThreads(const TileNode& n) {
     return static_cast<long long>(n.x1 - n.x0 + 1) * (n.y1 - n.y0 + 1) >= kThreadedArea;
 }
