@@ -1,9 +1,14 @@
 // Colour-guided doubling of a mask. Every new pixel is a weighted mean of four
 // known neighbours, the weight falling exponentially with the summed colour
-// distance between the new pixel and the neighbour. Three passes over the
-// pixel phases: odd-odd pixels from the even-even ones, then the two mixed
-// phases from both. All per-pixel work runs as whole-image primitives on the
-// phase images, with shifted views standing in for the neighbour gathers.
+// distance between the new pixel and the neighbour. Three phases of new
+// pixels: odd-odd pixels from the even-even ones, then the two mixed phases
+// from both.
+//
+// Each phase is one parallel loop over rows that reads the guide planes at
+// the neighbours' places and writes the result into the full mask. Weights
+// are bytes and alphas are bytes, so the weighted sums are exact integers:
+// summed in int they equal the float sums of a pass per operation over
+// phase images, and only the final division and rounding are in float.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -14,7 +19,7 @@
 namespace qx {
 namespace {
 
-using Table = std::array<Ipp8u, 256>;
+using Table = std::array<unsigned char, 256>;
 
 // exp(-i / (2 sigma)) * 255, never below 1, so that a mean always exists.
 Table rangeWeight(float sigma) {
@@ -22,86 +27,63 @@ Table rangeWeight(float sigma) {
     for (int i = 0; i < 256; ++i) {
         double v = std::exp(-0.5 * i / double(sigma)) * 255.0;
         if (v < 1.4) v = 1.0;
-        t[i] = static_cast<Ipp8u>(v);
+        t[i] = static_cast<unsigned char>(v);
     }
     return t;
 }
 
-// A pixel position inside an 8-bit image: the origin of a shifted view.
-struct At {
-    const Ipp8u* p;
-    int step;
+// Below this many new pixels a phase runs on the calling thread.
+constexpr long long kParallelPixels = 1 << 15;
+
+// One neighbour of a new pixel at (2x + cx, 2y + cy) of the full planes: the
+// neighbour sits at (2x + gx, 2y + gy) of the planes, and its alpha at
+// (x + ax, y + ay) of either the small mask or the odd-odd results.
+struct Neighbour {
+    int gx, gy, ax, ay;
+    bool fromOddOdd;
 };
 
-At at(const Plane& image, int x, int y) { return {image.row(y) + x, image.step}; }
+struct Phase {
+    int cx, cy;
+    Neighbour nb[4];
+};
 
-// The working images of one call; all passes run over their n-by-m view.
-struct Work {
-    int n, m;
-    GIMG<float> numerator, denominator, scratch;
-    Plane oddOdd, difference, distance;
-    Table weight;
-
-    Work(int columns, int rows, float sigma)
-        : n(columns - 1), m(rows - 1),
-          numerator(columns, rows), denominator(columns, rows), scratch(columns, rows),
-          oddOdd(columns, rows), difference(columns, rows), distance(columns, rows),
-          weight(rangeWeight(sigma)) {
-        for (IMG<float, 1>* f : {static_cast<IMG<float, 1>*>(&numerator), static_cast<IMG<float, 1>*>(&denominator),
-                                 static_cast<IMG<float, 1>*>(&scratch)}) {
-            f->width = n;
-            f->height = m;
-        }
-        for (Plane* p : {&oddOdd, &difference, &distance}) {
-            p->width = n;
-            p->height = m;
-        }
-    }
-
-    void zeroSums() {
-        numerator.status = ippiSet_32f_C1R(0.0f, numerator.pixels, numerator.step, n, m);
-        denominator.status = ippiSet_32f_C1R(0.0f, denominator.pixels, denominator.step, n, m);
-    }
-
-    // Adds one neighbour: weight = table(sum over channels |centre - colour|),
-    // numerator += weight * alpha, denominator += weight.
-    void accumulate(const At centre[3], const At colour[3], At alpha) {
-        distance.status = ippiSet_8u_C1R(0, distance.pixels, distance.step, n, m);
+// round(sum w * alpha / sum w) of the four neighbours, saturated to a byte,
+// with w = table[min(255, colour distance)].
+void runPhase(const Phase& phase, Plane* const planes[3], const Plane& small, const Plane& oddOdd,
+              const Table& weight, int n, int m, Plane* oddOut, Plane* fullOut) {
+#pragma omp parallel for schedule(static) if (static_cast<long long>(n) * m >= kParallelPixels)
+    for (int y = 0; y < m; ++y) {
+        const unsigned char* centre[3];
+        const unsigned char* guide[4][3];
+        const unsigned char* alpha[4];
         for (int c = 0; c < 3; ++c) {
-            difference.status = ippiAbsDiff_8u_C1R(centre[c].p, centre[c].step, colour[c].p, colour[c].step,
-                                                   difference.pixels, difference.step, n, m);
-            distance.status =
-                ippiAdd_8u_C1IRSfs(difference.pixels, difference.step, distance.pixels, distance.step, n, m, 0);
+            centre[c] = planes[c]->row(2 * y + phase.cy) + phase.cx;
+            for (int k = 0; k < 4; ++k) guide[k][c] = planes[c]->row(2 * y + phase.nb[k].gy) + phase.nb[k].gx;
         }
-        difference.status = ippiLUTPalette_8u_C1R(distance.pixels, distance.step, difference.pixels,
-                                                  difference.step, n, m, weight.data(), 8);
-        numerator.status = ippiAddProduct_8u32f_C1IR(difference.pixels, difference.step, alpha.p, alpha.step,
-                                                     numerator.pixels, numerator.step, n, m);
-        scratch.status =
-            ippiConvert_8u32f_C1R(difference.pixels, difference.step, scratch.pixels, scratch.step, n, m);
-        denominator.status =
-            ippiAdd_32f_C1IR(scratch.pixels, scratch.step, denominator.pixels, denominator.step, n, m);
+        for (int k = 0; k < 4; ++k) {
+            const Neighbour& b = phase.nb[k];
+            alpha[k] = (b.fromOddOdd ? oddOdd : small).row(y + b.ay) + b.ax;
+        }
+        unsigned char* out = oddOut ? oddOut->row(y) : nullptr;
+        unsigned char* full = fullOut->row(2 * y + phase.cy) + phase.cx;
+        for (int x = 0; x < n; ++x) {
+            int numerator = 0, denominator = 0;
+            for (int k = 0; k < 4; ++k) {
+                int distance = 0;
+                for (int c = 0; c < 3; ++c) distance += std::abs(int(centre[c][2 * x]) - int(guide[k][c][2 * x]));
+                const int w = weight[std::min(distance, 255)];
+                numerator += w * alpha[k][x];
+                denominator += w;
+            }
+            float v = static_cast<float>(numerator) * (1.0f / static_cast<float>(denominator));
+            v = std::min(std::max(v, 0.0f), 255.0f);
+            const unsigned char result = static_cast<unsigned char>(static_cast<int>(std::rint(v)));
+            if (out) out[x] = result;
+            full[2 * x] = result;
+        }
     }
-
-    // The later passes read odd-odd pixels one row below and one column right
-    // of the first pass's view; those repeat their inner neighbours, so that
-    // the last pass row and column are defined (the driver's border repair
-    // overwrites them in any case).
-    void extendOddOdd() {
-        if (n < 1 || m < 1) return;
-        std::memcpy(oddOdd.row(m), oddOdd.row(m - 1), n);
-        for (int y = 0; y <= m; ++y) oddOdd.row(y)[n] = oddOdd.row(y)[n - 1];
-    }
-
-    // result = round(numerator / denominator), saturated to 8 bits.
-    void finish(Plane& result) {
-        scratch.status = ippiSet_32f_C1R(1.0f, scratch.pixels, scratch.step, n, m);
-        scratch.status = ippiDiv_32f_C1IR(denominator.pixels, denominator.step, scratch.pixels, scratch.step, n, m);
-        numerator.status = ippiMul_32f_C1IR(scratch.pixels, scratch.step, numerator.pixels, numerator.step, n, m);
-        result.status = ippiConvert_32f8u_C1R(numerator.pixels, numerator.step, result.pixels, result.step, n, m,
-                                              ippRndNear);
-    }
-};
+}
 
 }  // namespace
 
@@ -110,65 +92,31 @@ int jointUpsample(Plane* const* smallMask, Plane* const* fullMask, Plane* const 
     Plane& full = **fullMask;
     const int columns = std::min(small.width, full.width / 2);
     const int rows = std::min(small.height, full.height / 2);
-
-    // phase[ox][oy][c](x, y) = plane c at (2x + ox, 2y + oy). Members of a
-    // struct rather than an array of pointers, so unwinding releases them.
-    struct Phases {
-        Plane p000, p001, p002, p010, p011, p012, p100, p101, p102, p110, p111, p112;
-        Plane* at[2][2][3];
-        Phases(int w, int h)
-            : p000(w, h), p001(w, h), p002(w, h), p010(w, h), p011(w, h), p012(w, h),
-              p100(w, h), p101(w, h), p102(w, h), p110(w, h), p111(w, h), p112(w, h),
-              at{{{&p000, &p001, &p002}, {&p010, &p011, &p012}}, {{&p100, &p101, &p102}, {&p110, &p111, &p112}}} {}
-    } phases(columns, rows);
-    for (int ox = 0; ox < 2; ++ox)
-        for (int oy = 0; oy < 2; ++oy)
-            for (int c = 0; c < 3; ++c) decimateTwo(*fullPlanes[c], *phases.at[ox][oy][c], ox, oy);
-    Work work(columns, rows, sigma);
-
-    auto colours = [&](int ox, int oy, int x, int y, At out[3]) {
-        for (int c = 0; c < 3; ++c) out[c] = at(*phases.at[ox][oy][c], x, y);
-    };
-    At centre[3], colour[3];
+    // The odd-odd results, with one more row and column for the later phases.
+    Plane oddOdd(columns, rows);
+    const Table weight = rangeWeight(sigma);
 
     // Even-even pixels are the small mask's, unchanged.
     interleaveTwo(small, full, 0, 0);
+    const int n = columns - 1, m = rows - 1;
+    if (n < 1 || m < 1) return 1;
 
-    // Odd-odd pixels from their four even-even neighbours.
-    work.zeroSums();
-    colours(1, 1, 0, 0, centre);
-    for (int s = 0; s < 2; ++s)
-        for (int t = 0; t < 2; ++t) {
-            colours(0, 0, s, t, colour);
-            work.accumulate(centre, colour, at(small, s, t));
-        }
-    work.finish(work.oddOdd);
-    work.extendOddOdd();
-    interleaveTwo(work.oddOdd, full, 1, 1);
+    // Odd-odd pixels (2x + 1, 2y + 1) from their four even-even neighbours.
+    const Phase first{1, 1, {{0, 0, 0, 0, false}, {2, 0, 1, 0, false}, {0, 2, 0, 1, false}, {2, 2, 1, 1, false}}};
+    runPhase(first, fullPlanes, small, oddOdd, weight, n, m, &oddOdd, &full);
+    // The later phases read odd-odd results one row below and one column
+    // right of the first phase's; those repeat their inner neighbours, so
+    // that the last row and column are defined (the driver's border repair
+    // overwrites them in any case).
+    std::memcpy(oddOdd.row(m), oddOdd.row(m - 1), n);
+    for (int y = 0; y <= m; ++y) oddOdd.row(y)[n] = oddOdd.row(y)[n - 1];
 
-    // A neighbour: its colour phase and position, and whether its alpha is
-    // the small mask's or the first pass's.
-    struct Neighbour {
-        int ox, oy, x, y;
-        bool fromOddOdd;
-    };
-    auto pass = [&](int centreOx, int centreOy, int centreX, int centreY, const Neighbour (&nb)[4], int xOffset,
-                    int yOffset) {
-        work.zeroSums();
-        colours(centreOx, centreOy, centreX, centreY, centre);
-        for (const Neighbour& k : nb) {
-            colours(k.ox, k.oy, k.x, k.y, colour);
-            work.accumulate(centre, colour, k.fromOddOdd ? at(work.oddOdd, k.x, k.y) : at(small, k.x, k.y));
-        }
-        work.finish(work.distance);
-        interleaveTwo(work.distance, full, xOffset, yOffset);
-    };
     // (2x + 1, 2y + 2): left and right even-even, above and below odd-odd.
-    const Neighbour second[4] = {{0, 0, 0, 1, false}, {0, 0, 1, 1, false}, {1, 1, 0, 0, true}, {1, 1, 0, 1, true}};
-    pass(1, 0, 0, 1, second, 1, 2);
+    const Phase second{1, 2, {{0, 2, 0, 1, false}, {2, 2, 1, 1, false}, {1, 1, 0, 0, true}, {1, 3, 0, 1, true}}};
+    runPhase(second, fullPlanes, small, oddOdd, weight, n, m, nullptr, &full);
     // (2x + 2, 2y + 1): above and below even-even, left and right odd-odd.
-    const Neighbour third[4] = {{0, 0, 1, 0, false}, {0, 0, 1, 1, false}, {1, 1, 0, 0, true}, {1, 1, 1, 0, true}};
-    pass(0, 1, 1, 0, third, 2, 1);
+    const Phase third{2, 1, {{2, 0, 1, 0, false}, {2, 2, 1, 1, false}, {1, 1, 0, 0, true}, {3, 1, 1, 0, true}}};
+    runPhase(third, fullPlanes, small, oddOdd, weight, n, m, nullptr, &full);
     return 1;
 }
 
