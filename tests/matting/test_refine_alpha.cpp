@@ -1,10 +1,12 @@
-// The joint bilateral refinement over the eight neighbours.
+// The joint bilateral refinement over the eight neighbours, and its scratch.
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 #include "matte_fixtures.h"
 #include "matting/refine_alpha.h"
+#include "support/allocation_faults.h"
+#include "support/test_helpers.h"
 
 namespace {
 
@@ -49,6 +51,27 @@ TEST(RefineAlpha, ColourIsolatedPixelKeepsItsAlpha) {
     EXPECT_EQ(refine(planes, alpha), 1);
     EXPECT_EQ(alpha.at<uchar>(3, 3), 77);
     EXPECT_EQ(alpha.at<uchar>(3, 2), 200);  // its neighbours don't see it either
+}
+
+TEST(RefineAlpha, ScratchOnlyInThreadsWithWork) {
+    // Two scratch images per row offset (three of them), whatever the number
+    // of threads: counted as the plain allocations of their size.
+    const int width = 40, height = 30, w = width - 2, h = height - 2;
+    Planes planes(width, height, 70, 140, 210);
+    cv::Mat alpha(height, width, CV_8UC1);
+    cv::randu(alpha, 0, 256);
+    unsigned char* a[1] = {alpha.data};
+    const size_t scratchBytes = size_t(h + 1) * ((w + 31) / 32 * 32 / 16 + 1) * 16;
+    qx::imageAllocFailuresForTesting = 1000;  // every buffer takes the plain allocator
+    long scratch = 0;
+    {
+        qxtest::ThreadCount t(8);
+        qxtest::AllocationFaults faults(-1, scratchBytes);
+        EXPECT_EQ(qx::refineAlphaBilateral(width, height, a, int(alpha.step), planes.pixels, planes.step, 10.0f), 1);
+        scratch = faults.counted();
+    }
+    qx::imageAllocFailuresForTesting = 0;
+    EXPECT_EQ(scratch, 6);
 }
 
 }  // namespace

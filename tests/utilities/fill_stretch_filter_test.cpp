@@ -1,6 +1,7 @@
 // Flood fill, stretch and smoothing of masks, with worked numbers.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <random>
 #include <vector>
 
@@ -11,77 +12,53 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 using Rect = std::vector<int>;
 
-// 20 x 10 mask (step 24) of fixed cut with a soft block at x 4..6, y 2..4 that
-// mixes three soft values, a diagonal neighbour at (7, 5), and a lone soft
-// pixel at (15, 8).
-struct FillMask {
-    static constexpr int w = 20, h = 10, step = 24;
-    Bytes m = Bytes(h * step, 1);
-    FillMask() {
-        for (int y = 2; y <= 4; ++y)
-            for (int x = 4; x <= 6; ++x) at(x, y) = (x + y) % 3 == 0 ? 0 : (x + y) % 3 == 1 ? 0xFE : 0x7E;
-        at(7, 5) = 0x40;
-        at(15, 8) = 0x80;
-    }
-    unsigned char& at(int x, int y) { return m[y * step + x]; }
-    Rect fill(int x, int y, int mode, int expect = 1) {
-        Rect r(4, 77);
-        EXPECT_EQ(expect, qxFloodFillAlpha(m.data(), step, w, h, x, y, 0, 0, mode, 0, r.data()));
-        return r;
-    }
-};
-
-TEST(FloodFill, EightConnectedRegionTakesTheClass) {
-    FillMask keep;
-    EXPECT_EQ(keep.fill(5, 3, 1), (Rect{4, 2, 4, 4}));
-    EXPECT_EQ(255, keep.at(4, 2));
-    EXPECT_EQ(255, keep.at(7, 5));   // reached diagonally
-    EXPECT_EQ(0x80, keep.at(15, 8)); // not connected
-    EXPECT_EQ(1, keep.at(7, 2));
-    // Seeded on keep in keep mode: nothing to do, empty rectangle.
-    const Bytes before = keep.m;
-    EXPECT_EQ(keep.fill(5, 3, 0x101), (Rect{0, 0, 0, 0}));  // the low byte of the mode counts
-    EXPECT_EQ(before, keep.m);
-
-    // Cut mode on the soft block: it joins the surrounding cut.
-    FillMask cut;
-    EXPECT_EQ(cut.fill(6, 4, 0), (Rect{4, 2, 4, 4}));
-    EXPECT_EQ(1, cut.at(5, 3));
-    EXPECT_EQ(0x80, cut.at(15, 8));
+// 20 x 10 mask (step 24, padding 1) of fixed cut with a soft block at x 4..6,
+// y 2..4 that mixes 0, 0xFE and 0x7E, a diagonal neighbour at (7, 5), a lone
+// soft pixel at (15, 8) and a keep pixel at (0, 9).
+Bytes fillMask() {
+    Bytes m(10 * 24, 1);
+    for (int y = 2; y <= 4; ++y)
+        for (int x = 4; x <= 6; ++x) m[y * 24 + x] = (x + y) % 3 == 0 ? 0 : (x + y) % 3 == 1 ? 0xFE : 0x7E;
+    m[5 * 24 + 7] = 0x40, m[8 * 24 + 15] = 0x80, m[9 * 24] = 255;
+    return m;
 }
 
-TEST(FloodFill, UnknownModeReportsTheWholeImage) {
-    // Seeded on the cut background: it turns to 0x7E, the soft pixels stay.
-    FillMask f;
-    f.at(0, 9) = 255;
-    EXPECT_EQ(f.fill(0, 0, 2), (Rect{0, 0, 20, 10}));
-    EXPECT_EQ(0x7E, f.at(0, 0));
-    EXPECT_EQ(0x7E, f.at(19, 9));
-    EXPECT_EQ(0xFE, f.at(4, 3));
-    EXPECT_EQ(255, f.at(0, 9));
-    EXPECT_EQ(1, f.m[20]);  // row padding untouched
-    // Seeded on 0x7E: nothing to do.
-    const Bytes before = f.m;
-    EXPECT_EQ(f.fill(0, 0, 2), (Rect{0, 0, 0, 0}));
-    EXPECT_EQ(before, f.m);
-    // Another mode writes nothing and reports the region.
-    FillMask other;
-    const Bytes untouched = other.m;
-    EXPECT_EQ(other.fill(15, 8, 9), (Rect{15, 8, 1, 1}));
-    EXPECT_EQ(untouched, other.m);
-}
-
-TEST(FloodFill, SeedsAndSizesOutsideTheImage) {
-    FillMask f;
-    const Bytes before = f.m;
-    for (const Rect& seed : {Rect{20, 0}, Rect{0, 10}, Rect{-1, 0}, Rect{0, -1}})
-        EXPECT_EQ(f.fill(seed[0], seed[1], 1, -3), (Rect{0, 0, 0, 0}));
+TEST(FloodFill, EightConnectedRegionTakesTheClassOfTheMode) {
+    // Seed, mode, result, rectangle, then (x, y, value) after the fill. An
+    // empty rectangle, a refusal or a mode outside 0..2 leaves the mask as it was.
+    const struct { int x, y, mode, rc; Rect rect; std::vector<std::array<int, 3>> after; } rows[] = {
+        // Keep: the block and its diagonal neighbour, not the lone pixel.
+        {5, 3, 1, 1, {4, 2, 4, 4}, {{4, 2, 255}, {7, 5, 255}, {15, 8, 0x80}, {7, 2, 1}}},
+        {6, 4, 0, 1, {4, 2, 4, 4}, {{5, 3, 1}, {7, 5, 1}, {15, 8, 0x80}}},  // cut joins the surrounding cut
+        {6, 4, 0x100, 1, {4, 2, 4, 4}, {{5, 3, 1}}},  // only the low byte of the mode counts
+        {0, 9, 1, 1, {0, 0, 0, 0}, {}},               // seeded on keep in keep mode: nothing to do
+        // Unknown on the cut background turns it to 0x7E and reports the whole image.
+        {0, 0, 2, 1, {0, 0, 20, 10}, {{0, 0, 0x7E}, {19, 9, 0x7E}, {4, 3, 0xFE}, {0, 9, 255}, {20, 0, 1}}},
+        {4, 4, 2, 1, {0, 0, 0, 0}, {}},       // seeded on 0x7E: nothing to do
+        {15, 8, 9, 1, {15, 8, 1, 1}, {}},     // another mode reports the region only
+        {20, 0, 1, -3, {0, 0, 0, 0}, {}},
+        {0, 10, 1, -3, {0, 0, 0, 0}, {}},
+        {-1, 0, 1, -3, {0, 0, 0, 0}, {}},
+        {0, -1, 1, -3, {0, 0, 0, 0}, {}},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(testing::Message() << "seed " << r.x << "," << r.y << " mode " << r.mode);
+        const Bytes before = fillMask();
+        Bytes m = before;
+        Rect rect(4, 77);
+        EXPECT_EQ(r.rc, qxFloodFillAlpha(m.data(), 24, 20, 10, r.x, r.y, 0, 0, r.mode, 0, rect.data()));
+        EXPECT_EQ(r.rect, rect);
+        if (r.after.empty()) EXPECT_EQ(before, m);
+        for (const auto& p : r.after) EXPECT_EQ(p[2], m[p[1] * 24 + p[0]]) << p[0] << "," << p[1];
+    }
+    // Sizes below one are refused; a one-pixel mask is filled.
+    Bytes m = fillMask();
     Rect r(4, 77);
     for (int size : {0, -1}) {
-        EXPECT_EQ(-3, qxFloodFillAlpha(f.m.data(), 24, size, 10, 0, 0, 0, 0, 1, 0, r.data()));
-        EXPECT_EQ(-3, qxFloodFillAlpha(f.m.data(), 24, 20, size, 0, 0, 0, 0, 1, 0, r.data()));
+        EXPECT_EQ(-3, qxFloodFillAlpha(m.data(), 24, size, 10, 0, 0, 0, 0, 1, 0, r.data()));
+        EXPECT_EQ(-3, qxFloodFillAlpha(m.data(), 24, 20, size, 0, 0, 0, 0, 1, 0, r.data()));
     }
-    EXPECT_EQ(before, f.m);
+    EXPECT_EQ(fillMask(), m);
     unsigned char one = 0;
     EXPECT_EQ(1, qxFloodFillAlpha(&one, 1, 1, 1, 0, 0, 0, 0, 1, 0, r.data()));
     EXPECT_EQ(255, one);
