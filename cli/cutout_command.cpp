@@ -44,6 +44,28 @@ void estimateInside(const cv::Mat& image, const cv::Mat& alpha, const cv::Rect& 
     fg(rect - around.tl()).copyTo(colours(rect));
 }
 
+// The library sees the earlier alpha with its lowest bit cleared (an odd
+// value marks a fixed pixel), so the edit is finished here against all 8
+// bits: outside the rectangle the earlier cut-out stands byte for byte, and
+// inside it --only holds against the earlier alpha wherever the marks leave
+// the pixel free.
+void finishEdit(const cv::Mat& previous, const cv::Mat& marks, const qxhost::CutoutSettings& settings,
+                cv::Mat& cutout) {
+    const cv::Rect r = settings.edit;
+    cv::Mat earlier, now;
+    cv::extractChannel(previous(r), earlier, 3);
+    cv::extractChannel(cutout(r), now, 3);
+    const cv::Mat free = (marks(r) != qxhost::kMarkCut) & (marks(r) != qxhost::kMarkKeep);
+    cv::Mat merged = now.clone();
+    if (settings.mode == 1) cv::max(now, earlier, merged);
+    if (settings.mode == 0) cv::min(now, earlier, merged);
+    merged.copyTo(now, free);
+    cv::Mat edited = cutout(r).clone();
+    cv::insertChannel(now, edited, 3);
+    cutout = previous.clone();
+    edited.copyTo(cutout(r));
+}
+
 int run(const Options& c, Context& context) {
     cv::Mat image = readColour(c.image);
     cv::Mat trimap = readMask(c.marks);
@@ -94,7 +116,12 @@ int run(const Options& c, Context& context) {
         }
     }
     if (editing && c.noColours) image(settings.edit).copyTo(colours(settings.edit));
-    writeImage(c.output, qxhost::makeCutout(colours, alpha));
+    cv::Mat cutout = qxhost::makeCutout(colours, alpha);
+    if (editing) {
+        finishEdit(previous, marks, settings, cutout);
+        cv::extractChannel(cutout, alpha, 3);
+    }
+    writeImage(c.output, cutout);
     if (!c.alpha.empty()) writeImage(c.alpha, alpha);
     return kExitOk;
 }
