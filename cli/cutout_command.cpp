@@ -31,41 +31,6 @@ cv::Rect parseRectangle(const std::string& text) {
     return cv::Rect(x, y, w, h);
 }
 
-// Colours of the edited rectangle by the full-resolution estimate over the
-// rectangle and a margin, pasted into the earlier colours.
-void estimateInside(const cv::Mat& image, const cv::Mat& alpha, const cv::Rect& rect, cv::Mat& colours,
-                    ProgressBar& bar) {
-    const int margin = 16;
-    cv::Rect around(rect.x - margin, rect.y - margin, rect.width + 2 * margin, rect.height + 2 * margin);
-    around &= cv::Rect(0, 0, image.cols, image.rows);
-    beginProgress(bar, "colours");
-    cv::Mat fg = qxhost::estimateForeground(image(around), alpha(around), {}, progressOf(bar));
-    endProgress(bar);
-    fg(rect - around.tl()).copyTo(colours(rect));
-}
-
-// The library sees the earlier alpha with its lowest bit cleared (an odd
-// value marks a fixed pixel), so the edit is finished here against all 8
-// bits: outside the rectangle the earlier cut-out stands byte for byte, and
-// inside it --only holds against the earlier alpha wherever the marks leave
-// the pixel free.
-void finishEdit(const cv::Mat& previous, const cv::Mat& marks, const qxhost::CutoutSettings& settings,
-                cv::Mat& cutout) {
-    const cv::Rect r = settings.edit;
-    cv::Mat earlier, now;
-    cv::extractChannel(previous(r), earlier, 3);
-    cv::extractChannel(cutout(r), now, 3);
-    const cv::Mat free = (marks(r) != qxhost::kMarkCut) & (marks(r) != qxhost::kMarkKeep);
-    cv::Mat merged = now.clone();
-    if (settings.mode == 1) cv::max(now, earlier, merged);
-    if (settings.mode == 0) cv::min(now, earlier, merged);
-    merged.copyTo(now, free);
-    cv::Mat edited = cutout(r).clone();
-    cv::insertChannel(now, edited, 3);
-    cutout = previous.clone();
-    edited.copyTo(cutout(r));
-}
-
 int run(const Options& c, Context& context) {
     cv::Mat image = readColour(c.image);
     cv::Mat trimap = readMask(c.marks);
@@ -89,14 +54,7 @@ int run(const Options& c, Context& context) {
         settings.mode = c.only == "remove" ? 0 : c.only == "add" ? 1 : 2;
         previous = readWithAlpha(c.previous);
         checkSameSize(image, c.image, previous, c.previous);
-        // The earlier alpha is soft (even) wherever the marks leave it free.
-        cv::Mat earlier;
-        cv::extractChannel(previous, earlier, 3);
-        settings.hostMarks = marks.clone();
-        cv::Mat free = (marks != qxhost::kMarkCut) & (marks != qxhost::kMarkKeep);
-        cv::Mat soft = earlier & 0xFE;
-        soft.copyTo(marks, free);
-        settings.previousColours = previous;
+        marks = qxhost::prepareEdit(marks, previous, settings);
     }
 
     beginProgress(context.bar, "cutout");
@@ -108,7 +66,9 @@ int run(const Options& c, Context& context) {
         if (!editing) colours = image;
     } else if (!settings.designColours) {
         if (editing) {
-            estimateInside(image, alpha, settings.edit, colours, context.bar);
+            beginProgress(context.bar, "colours");
+            qxhost::estimateForegroundInside(image, alpha, settings.edit, colours, progressOf(context.bar));
+            endProgress(context.bar);
         } else {
             beginProgress(context.bar, "colours");
             colours = qxhost::estimateForeground(image, alpha, {}, progressOf(context.bar));
@@ -118,7 +78,7 @@ int run(const Options& c, Context& context) {
     if (editing && c.noColours) image(settings.edit).copyTo(colours(settings.edit));
     cv::Mat cutout = qxhost::makeCutout(colours, alpha);
     if (editing) {
-        finishEdit(previous, marks, settings, cutout);
+        qxhost::finishEdit(previous, marks, settings, cutout);
         cv::extractChannel(cutout, alpha, 3);
     }
     writeImage(c.output, cutout);

@@ -223,6 +223,26 @@ struct CutoutSettings {
 cv::Mat keepCutToAlpha(const cv::Mat& image, const cv::Mat& marks, const CutoutSettings& settings = CutoutSettings(),
                        Progress progress = Progress(), cv::Mat* colours = nullptr);
 
+// Readies the re-solve of settings.edit over an earlier cut-out (CV_8UC4,
+// library order, the image's size): the user's marks become
+// settings.hostMarks, the cut-out settings.previousColours, and the marks
+// returned carry the earlier alpha, made soft (even), wherever the user's
+// marks leave the alpha free.
+cv::Mat prepareEdit(const cv::Mat& marks, const cv::Mat& previous, CutoutSettings& settings);
+
+// Finishes an edit against all 8 bits of the earlier alpha, which the library
+// sees with its lowest bit cleared (an odd value marks a fixed pixel): cutout
+// (CV_8UC4, library order) becomes the earlier cut-out outside settings.edit,
+// byte for byte, and inside it settings.mode (only add, only remove) holds
+// against the earlier alpha wherever marks (as prepareEdit returned them)
+// leave the pixel free.
+void finishEdit(const cv::Mat& previous, const cv::Mat& marks, const CutoutSettings& settings, cv::Mat& cutout);
+
+// The full-resolution colour estimate over rect and a 16-pixel margin, pasted
+// into colours (CV_8UC3, the image's size) inside rect only.
+void estimateForegroundInside(const cv::Mat& image, const cv::Mat& alpha, const cv::Rect& rect, cv::Mat& colours,
+                              Progress progress = Progress());
+
 // ---- mask tools, display and tone (mask_tools.cpp) --------------------------
 
 // The class a flood fill gives its region (the mode of qxFloodFillAlpha).

@@ -57,6 +57,13 @@ PixelView imageArg(const py::handle& value, const char* name) {
     return viewOf(std::move(a), 3, name);
 }
 
+PixelView rgbaArg(const py::handle& value, const char* name) {
+    py::array a = uint8Array(value, name);
+    if (a.ndim() != 3 || a.shape(2) != 4)
+        valueError(std::string(name) + " must be an H x W x 4 RGBA image, got shape " + shapeText(a));
+    return viewOf(std::move(a), 4, name);
+}
+
 PixelView maskArg(const py::handle& value, const char* name) {
     py::array a = uint8Array(value, name);
     if (!(a.ndim() == 2 || (a.ndim() == 3 && a.shape(2) == 1)))

@@ -27,6 +27,8 @@ struct PixelView {
 
 // An H x W x 3 RGB image; ValueError (naming `name`) for anything else.
 PixelView imageArg(const py::handle& value, const char* name);
+// An H x W x 4 RGBA image (a cut-out).
+PixelView rgbaArg(const py::handle& value, const char* name);
 // An H x W (or H x W x 1) mask.
 PixelView maskArg(const py::handle& value, const char* name);
 // ValueError unless both have the same height and width.

@@ -45,17 +45,24 @@ void freshRandomState() { cv::theRNG() = cv::RNG(); }
 
 }  // namespace
 
-cv::Rect rectArg(const py::object& rect, int width, int height) {
+cv::Rect rectArg(const py::object& rect, int width, int height, const char* name) {
     if (rect.is_none()) return cv::Rect(0, 0, width, height);
     if (!py::isinstance<py::sequence>(rect) || py::len(rect) != 4)
-        throw py::value_error("rect must be (x, y, width, height), got " + std::string(py::repr(rect)));
+        throw py::value_error(std::string(name) + " must be (x, y, width, height), got " + std::string(py::repr(rect)));
     py::sequence r = rect;
-    const int x = intItem(r, 0, "rect"), y = intItem(r, 1, "rect"), w = intItem(r, 2, "rect"), h = intItem(r, 3, "rect");
+    const int x = intItem(r, 0, name), y = intItem(r, 1, name), w = intItem(r, 2, name), h = intItem(r, 3, name);
     if (w < 1 || h < 1 || x < 0 || y < 0 || x > width - w || y > height - h)
-        throw py::value_error("rect (" + std::to_string(x) + ", " + std::to_string(y) + ", " + std::to_string(w) + ", " +
-                              std::to_string(h) + ") is not inside the " + std::to_string(width) + " x " +
-                              std::to_string(height) + " image");
+        throw py::value_error(std::string(name) + " (" + std::to_string(x) + ", " + std::to_string(y) + ", " +
+                              std::to_string(w) + ", " + std::to_string(h) + ") is not inside the " +
+                              std::to_string(width) + " x " + std::to_string(height) + " image");
     return cv::Rect(x, y, w, h);
+}
+
+cv::Point pointArg(const py::object& point, const char* name) {
+    if (!py::isinstance<py::sequence>(point) || py::isinstance<py::str>(point) || py::len(point) != 2)
+        throw py::value_error(std::string(name) + " must be a point (x, y), got " + std::string(py::repr(point)));
+    py::sequence s = point;
+    return cv::Point(intItem(s, 0, name), intItem(s, 1, name));
 }
 
 GrabCut::GrabCut(const py::object& image, const py::object& rect, const py::object& marks) {
@@ -127,17 +134,11 @@ py::tuple GrabCut::rect() const { return py::make_tuple(userRect[0], userRect[1]
 
 void GrabCut::stroke(const py::object& start, const py::object& end, int radius, int mode) {
     if (radius < 0) throw py::value_error("radius must be 0 or more, got " + std::to_string(radius));
-    auto point = [](const py::object& p, const char* name) {
-        if (!py::isinstance<py::sequence>(p) || py::len(p) != 2)
-            throw py::value_error(std::string(name) + " must be a point (x, y), got " + std::string(py::repr(p)));
-        py::sequence s = p;
-        return std::make_pair(intItem(s, 0, name), intItem(s, 1, name));
-    };
-    auto a = point(start, "start");
-    auto b = end.is_none() ? a : point(end, "end");
+    const cv::Point a = pointArg(start, "start");
+    const cv::Point b = end.is_none() ? a : pointArg(end, "end");
     int rc = callExport("qxDrawLine8u", py::none(), [&] {
         if (closed) return kClosed;
-        return qxDrawLine8u(mask.data(), width, width, height, a.first, a.second, b.first, b.second, radius, mode, 0);
+        return qxDrawLine8u(mask.data(), width, width, height, a.x, a.y, b.x, b.y, radius, mode, 0);
     });
     if (rc == kClosed) closedError();
 }

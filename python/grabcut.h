@@ -35,8 +35,10 @@ struct GrabCut {
 };
 
 // (x, y, width, height) inside the image, or the whole image for None;
-// ValueError otherwise.
-cv::Rect rectArg(const py::object& rect, int width, int height);
+// ValueError (naming the argument `name`) otherwise.
+cv::Rect rectArg(const py::object& rect, int width, int height, const char* name = "rect");
+// (x, y) with integers, anywhere; ValueError naming `name` otherwise.
+cv::Point pointArg(const py::object& point, const char* name);
 
 py::array_t<unsigned char> grabcut(const py::object& image, const py::object& rect, const py::object& marks,
                                    const py::object& band, int iterations);

@@ -18,6 +18,20 @@ cv::Mat bgrMat(const PixelView& v) {
     return out;
 }
 
+cv::Mat bgraMat(const PixelView& v) {
+    cv::Mat out(v.height, v.width, CV_8UC4);
+    for (int y = 0; y < v.height; ++y) {
+        unsigned char* o = out.ptr<unsigned char>(y);
+        for (int x = 0; x < v.width; ++x, o += 4) {
+            o[0] = v.at(y, x, 2);
+            o[1] = v.at(y, x, 1);
+            o[2] = v.at(y, x, 0);
+            o[3] = v.at(y, x, 3);
+        }
+    }
+    return out;
+}
+
 cv::Mat maskMat(const PixelView& v) {
     cv::Mat out(v.height, v.width, CV_8UC1);
     copyChannel(v, 0, out.data, static_cast<py::ssize_t>(out.step));

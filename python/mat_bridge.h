@@ -10,6 +10,8 @@ namespace qxpy {
 
 // A new CV_8UC3 image in library order from an RGB view.
 cv::Mat bgrMat(const PixelView& v);
+// A new CV_8UC4 image in library order (blue, green, red, alpha) from an RGBA view.
+cv::Mat bgraMat(const PixelView& v);
 // A new CV_8UC1 copy of a mask view.
 cv::Mat maskMat(const PixelView& v);
 // A new H x W x 3 RGB array from a 3- or 4-channel image in library order, or

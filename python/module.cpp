@@ -49,6 +49,74 @@ PYBIND11_MODULE(qxmatte, m) {
           "as for matte().\n\n"
           "Returns a new H x W x 3 uint8 RGB array.");
 
+    m.def("cutout", &qxpy::cutout, "image"_a, "marks"_a, py::kw_only(), "colours"_a = true, "half"_a = false,
+          "progress"_a = py::none(), "edit"_a = py::none(), "previous"_a = py::none(), "border"_a = 8,
+          "only"_a = py::none(),
+          "cutout(image, marks, *, colours=True, half=False, progress=None, edit=None,\n"
+          "       previous=None, border=8, only=None) -> rgba\n\n"
+          "A cut-out at any image size: the unknown pixels of the marks solved tile by\n"
+          "tile, each tile leaning on those before it, so there is no size limit (use it\n"
+          "where matte() finds the system too large).\n\n"
+          "image: H x W x 3 uint8 RGB. marks: H x W uint8 trimap, 0 background, 255\n"
+          "foreground, anything else unknown (as grabcut() returns it). colours: True or\n"
+          "\"full\" recovers the true colours at the soft edges by the full-resolution\n"
+          "estimate, \"design\" by the library's own recovery, False keeps the image's\n"
+          "colours. half: solve a half-size copy and bring it up guided by the image\n"
+          "(about twice as fast). progress: as for matte(), through the solve and then\n"
+          "the colours, each counting to its own total.\n\n"
+          "edit=(x, y, width, height) with previous (an earlier H x W x 4 cut-out) solves\n"
+          "only that rectangle again, inside a frame of border pixels (1 to 1000) of its\n"
+          "old alpha; only=\"remove\" keeps the lower alpha of old and new, \"add\" the\n"
+          "higher, None the new.\n\n"
+          "Returns a new H x W x 4 uint8 RGBA array, the alpha in the fourth channel.");
+
+    m.def("show", &qxpy::show, "image"_a, "mask"_a, "mode"_a, py::kw_only(), "colour"_a = "FFFFFF",
+          "low"_a = 0, "high"_a = 255,
+          "show(image, mask, mode, *, colour=\"FFFFFF\", low=0, high=255) -> rgb\n\n"
+          "A picture of marks, a trimap or an alpha over the image, to check them\n"
+          "before a long solve.\n\n"
+          "image: H x W x 3 uint8 RGB. mask: H x W uint8. mode: \"tint\" (image darkened,\n"
+          "soft values blue, fixed cut (1) red, fixed keep (255) green, other fixed odd\n"
+          "values yellow), \"classes\" (0 red, 255 green, anything else blue), \"over\"\n"
+          "(the image over colour by the mask), \"overlay\" (colour over the image by\n"
+          "the mask) or \"grey\" (the mask itself). colour: \"RRGGBB\" or (r, g, b) for\n"
+          "over and overlay. low, high: for over, overlay and grey the mask is first\n"
+          "stretched so that low counts as 0 and high as 255 (0 <= low < high <= 255).\n\n"
+          "Returns a new H x W x 3 uint8 RGB array.");
+
+    m.def("fill", &qxpy::fill, "marks"_a, "seed"_a, "as_"_a,
+          "fill(marks, seed, as_) -> (marks, (x, y, width, height))\n\n"
+          "Flood fill: the 8-connected region of the seed's class (fixed cut 1, fixed\n"
+          "keep 255, or anything else) takes the class as_: \"cut\" (1), \"keep\" (255)\n"
+          "or \"unknown\" (126).\n\n"
+          "marks: H x W uint8 marks. seed: (x, y) inside them.\n\n"
+          "Returns a new marks array and the rectangle the fill changed: all zero when\n"
+          "the seed already had the class, the whole image for \"unknown\".");
+
+    m.def("stretch", &qxpy::stretch, "alpha"_a, "low"_a, "high"_a, py::kw_only(), "protect"_a = false,
+          "stretch(alpha, low, high, *, protect=False) -> alpha\n\n"
+          "Stretch an alpha from [low, high] to [0, 255]: low and below become 0,\n"
+          "high and above about 255 (0 <= low < high <= 255).\n\n"
+          "alpha: H x W uint8. protect: keep odd (fixed) values as they are and the\n"
+          "stretched values even (soft).\n\n"
+          "Returns a new H x W uint8 array.");
+
+    m.def("smooth", &qxpy::smooth, "mask"_a, py::kw_only(), "strength"_a = 0,
+          "smooth(mask, *, strength=0) -> mask\n\n"
+          "Smooth a mask: a cross-shaped median, then a 5 x 5 Gaussian. strength 0: 3 x 3\n"
+          "median, a border of 3 pixels left as it was; 1: 5 x 5 median, 4 pixels.\n\n"
+          "mask: H x W uint8. Returns a new H x W uint8 array.");
+
+    m.def("level", &qxpy::level, "image"_a, "target"_a, py::kw_only(), "show"_a = "image",
+          "level(image, target, *, show=\"image\") -> rgb\n\n"
+          "A levelled preview: the image brightened (never darkened), or one of its\n"
+          "components levelled around mid-grey.\n\n"
+          "image: H x W x 3 uint8 RGB. target: 0 to 255, the wanted mean of the\n"
+          "strongest channel (image, luma) or mean distance from mid-grey (chroma, cb,\n"
+          "cr); 1 or less: no levelling. show: \"image\", \"luma\", \"chroma\", \"cb\"\n"
+          "or \"cr\".\n\n"
+          "Returns a new H x W x 3 uint8 RGB array.");
+
     m.def("grabcut", &qxpy::grabcut, "image"_a, "rect"_a = py::none(), "marks"_a = py::none(), py::kw_only(),
           "band"_a = py::none(), "iterations"_a = 1,
           "grabcut(image, rect=None, marks=None, *, band=None, iterations=1) -> trimap\n\n"

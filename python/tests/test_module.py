@@ -11,7 +11,7 @@ import pytest
 import qxmatte
 from conftest import synthetic
 
-PUBLIC = ["matte", "foreground", "grabcut", "GrabCut"]
+PUBLIC = ["matte", "cutout", "foreground", "grabcut", "GrabCut", "show", "fill", "stretch", "smooth", "level"]
 
 
 def test_import_loads_no_numpy_and_every_function_has_a_docstring():

@@ -1,0 +1,98 @@
+# qxmatte.cutout: the command-line tool's bytes on the sample (whole image,
+# half size without recovery, design colours, edits), fixed marks kept, any
+# strides, inputs untouched, and argument errors.
+import numpy as np
+import pytest
+from PIL import Image
+
+import qxmatte
+from conftest import SAMPLES, read, synthetic
+
+EDIT = (190, 40, 90, 70)
+
+
+@pytest.fixture(scope="module")
+def tool_cutout(tmp_path_factory):
+    """The tool's default cut-out of the sample, written once."""
+    import subprocess
+    from conftest import CLI
+    out = tmp_path_factory.mktemp("cutout") / "cut.png"
+    subprocess.run([CLI, "-q", "cutout", SAMPLES / "astronaut.png", SAMPLES / "astronaut_trimap.png", "-o", out],
+                   check=True)
+    return out
+
+
+@pytest.mark.parametrize("kwargs, flags", [
+    ({}, []),
+    ({"half": True, "colours": False}, ["--half", "--no-colours"]),
+    ({"colours": "design"}, ["--colours", "design"]),
+])
+def test_equals_the_command_line_tool_on_the_sample(astronaut, cli, tool_cutout, kwargs, flags):
+    image, trimap = astronaut
+    # Other strides give the same bytes and stay untouched; progress runs
+    # through the solve, then the colour estimate (total 100).
+    image, trimap, ticks = image[:, ::-1].copy()[:, ::-1], np.asfortranarray(trimap), []
+    before = image.copy(), trimap.copy()
+    cut = qxmatte.cutout(image, trimap, progress=lambda v, t: ticks.append((v, t)), **kwargs)
+    assert (image == before[0]).all() and (trimap == before[1]).all()
+    assert ticks and all(0 <= v <= t for v, t in ticks)
+    assert (ticks[-1][1] == 100) == (kwargs.get("colours", True) is True)
+    if not flags:
+        expected = read(tool_cutout)
+    else:
+        cli("cutout", SAMPLES / "astronaut.png", SAMPLES / "astronaut_trimap.png", "-o", "cut.png", *flags)
+        expected = read(cli.path("cut.png"))
+    assert cut.dtype == np.uint8 and cut.shape == trimap.shape + (4,) and cut.flags.c_contiguous
+    np.testing.assert_array_equal(cut, expected)
+    alpha = cut[..., 3]
+    # Fixed marks stay fixed, and most of the band comes out soft.
+    assert (alpha[trimap == 0] == 0).all() and (alpha[trimap == 255] == 255).all()
+    band = (trimap != 0) & (trimap != 255)
+    assert ((alpha[band] != 0) & (alpha[band] != 255)).mean() > 0.5
+    if kwargs.get("colours") is False:
+        np.testing.assert_array_equal(cut[..., :3], image)
+
+
+@pytest.mark.parametrize("only", [None, "remove", "add"])
+def test_an_edit_equals_the_tools_and_changes_only_its_rectangle(astronaut, cli, tool_cutout, only):
+    image, trimap = astronaut
+    previous = read(tool_cutout)
+    x, y, w, h = EDIT
+    # Marks that move the figure's edge inside the rectangle: its keep half becomes unknown.
+    marks = trimap.copy()
+    marks[y:y + h, x:x + w][marks[y:y + h, x:x + w] == 255] = 128
+    Image.fromarray(marks).save(cli.path("marks.png"))
+    flags = ["--only", only] if only else []
+    cli("cutout", SAMPLES / "astronaut.png", "marks.png", "-o", "edit.png", "--edit", ",".join(map(str, EDIT)),
+        "--previous", tool_cutout, "--border", 6, *flags)
+    before = previous.copy()
+    cut = qxmatte.cutout(image, marks, edit=EDIT, previous=previous, border=6, only=only)
+    np.testing.assert_array_equal(cut, read(cli.path("edit.png")))
+    np.testing.assert_array_equal(previous, before)
+    outside = np.ones(trimap.shape, bool)
+    outside[y:y + h, x:x + w] = False
+    np.testing.assert_array_equal(cut[outside], previous[outside])
+    new, old = cut[y:y + h, x:x + w, 3].astype(int), previous[y:y + h, x:x + w, 3].astype(int)
+    assert (new != old).any()
+    if only == "remove":
+        assert (new <= old).all()
+    if only == "add":
+        # Against the earlier alpha as the solve takes it: soft (even) where the marks are free.
+        assert (new >= (old & 0xFE)).all()
+
+
+@pytest.mark.parametrize("kwargs, message", [
+    ({"colours": "best"}, r'colours must be True, False, "full" or "design", got \'best\''),
+    ({"only": "add"}, r"previous and only belong to an edit"),
+    ({"edit": (0, 0, 8, 8)}, r"give that cut-out as previous"),
+    ({"edit": (40, 0, 30, 8), "previous": np.zeros((48, 64, 4), np.uint8)},
+     r"edit \(40, 0, 30, 8\) is not inside the 64 x 48 image"),
+    ({"edit": (0, 0, 8, 8), "previous": np.zeros((48, 64, 3), np.uint8)}, r"previous must be an H x W x 4 RGBA"),
+    ({"edit": (0, 0, 8, 8), "previous": np.zeros((48, 64, 4), np.uint8), "border": 0}, r"border must be 1 to 1000"),
+])
+def test_bad_arguments_are_value_errors(kwargs, message):
+    image, trimap = synthetic(48, 64)
+    with pytest.raises(ValueError, match=message):
+        qxmatte.cutout(image, trimap, **kwargs)
+    with pytest.raises(ValueError, match="image and marks differ in size"):
+        qxmatte.cutout(image, trimap[1:])
