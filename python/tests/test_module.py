@@ -98,3 +98,35 @@ def test_the_readme_example_composites_the_sample(tmp_path):
     # The figure stays where the trimap keeps it, and the background is replaced.
     assert np.abs(composite[trimap == 255].astype(int) - image[trimap == 255]).mean() < 2
     assert np.abs(composite[trimap == 0].astype(int) - image[trimap == 0]).mean() > 20
+
+
+LEAK_CALLS = """
+import numpy as np, qxmatte
+img = np.random.default_rng(0).integers(0, 256, (120, 120, 3), dtype=np.uint8)
+tri = np.zeros((120, 120), np.uint8); tri[30:90, 30:90] = 128; tri[45:75, 45:75] = 255
+for _ in range(2):
+    a = qxmatte.matte(img, tri, progress=lambda v, t: None)
+    qxmatte.foreground(img, a, method="design"); qxmatte.grabcut(img, (5, 5, 110, 110))
+    c = qxmatte.cutout(img, tri); qxmatte.cutout(img, tri, edit=(10, 10, 30, 30), previous=c, only="add")
+    qxmatte.show(img, tri, "tint"); qxmatte.fill(tri, (0, 0), "keep"); qxmatte.stretch(tri, 1, 200)
+    qxmatte.smooth(tri); qxmatte.level(img, 100)
+    with qxmatte.GrabCut(img, (5, 5, 110, 110)) as g:
+        g.keep((60, 60)); g.run(); g.trimap()
+    for bad in (lambda: qxmatte.show(img, tri, "x"), lambda: qxmatte.cutout(img, tri[1:]),
+                lambda: qxmatte.matte(img, tri, progress=lambda v, t: 1 / 0)):
+        try:
+            bad()
+        except (ValueError, ZeroDivisionError):
+            pass
+"""
+
+
+@pytest.mark.skipif(not os.environ.get("QX_SANITIZE"), reason="needs the sanitizer build")
+def test_the_module_leaks_nothing():
+    # The interpreter and numpy leave blocks at exit whatever runs; calling
+    # every function (errors included) must not add to them.
+    def leaked(code):
+        env = dict(os.environ, ASAN_OPTIONS="detect_leaks=1", PYTHONMALLOC="malloc")
+        out = subprocess.run([sys.executable, "-c", code], env=env, capture_output=True, text=True)
+        return [line for line in out.stderr.splitlines() if line.startswith("SUMMARY")]
+    assert leaked(LEAK_CALLS) == leaked("import numpy as np")
