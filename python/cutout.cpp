@@ -53,7 +53,7 @@ py::array_t<unsigned char> cutout(const py::object& image, const py::object& mar
     qxhost::CutoutSettings settings;
     settings.fullSize = !half;
     settings.designColours = how == Colours::Design;
-    cv::Mat bgr = bgrMat(img);
+    cv::Mat bgr = bgrMat(img), earlier;
     cv::Mat marksMat = qxhost::marksFromTrimap(maskMat(mk));
     if (editing) {
         PixelView prev = rgbaArg(previous, "previous");
@@ -63,7 +63,8 @@ py::array_t<unsigned char> cutout(const py::object& image, const py::object& mar
             throw py::value_error("border must be 1 to 1000 pixels, got " + std::to_string(border));
         settings.border = border;
         settings.mode = onlyArg(only);
-        marksMat = qxhost::prepareEdit(marksMat, bgraMat(prev), settings);
+        earlier = bgraMat(prev);
+        marksMat = qxhost::prepareEdit(marksMat, earlier, settings);
     }
 
     cv::Mat alpha, rgb;
@@ -85,7 +86,9 @@ py::array_t<unsigned char> cutout(const py::object& image, const py::object& mar
         else
             rgb = bgr;
     }
-    return rgbArray(qxhost::makeCutout(rgb, alpha), true);
+    cv::Mat cut = qxhost::makeCutout(rgb, alpha);
+    if (editing) qxhost::finishEdit(earlier, marksMat, settings, cut);
+    return rgbArray(cut, true);
 }
 
 }  // namespace qxpy
