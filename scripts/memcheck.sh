@@ -45,6 +45,11 @@ open(f"{d}/small.ppm", "wb").write(b"P6 %d %d 255\n" % (w, h) + bytes(random.ran
 trimap = bytes(128 if 25 <= x < 35 else (255 if x >= 30 else 0) for y in range(h) for x in range(w))
 open(f"{d}/trimap.pgm", "wb").write(b"P5 %d %d 255\n" % (w, h) + trimap)
 open(f"{d}/other_size.pgm", "wb").write(b"P5 %d %d 255\n" % (w - 1, h) + trimap[: (w - 1) * h])
+open(f"{d}/no_keep.pgm", "wb").write(b"P5 %d %d 255\n" % (w, h) + bytes(128 if x >= 25 else 0 for y in range(h) for x in range(w)))
+# A bright block on a dark ground, large enough for GrabCut.
+sw, sh = 160, 120
+open(f"{d}/scene.ppm", "wb").write(b"P6 %d %d 255\n" % (sw, sh) + bytes(
+    (200 if 50 <= x < 110 and 30 <= y < 90 else 40) + random.randrange(40) for y in range(sh) for x in range(sw) for c in range(3)))
 open(f"{d}/broken.png", "wb").write(b"\x89PNG\r\n\x1a\n" + b"\0" * 40)
 PY
 
@@ -55,6 +60,13 @@ check demo-composite 0 composite "$work/cutout.png" "$samples/coffee.png" -o "$w
 check foreground-cell 0 foreground "$work/small.ppm" "$work/trimap.pgm" -o "$work/fg.png" --cell
 check stroke 0 stroke "$work/trimap.pgm" --from 5,5 --to 50,30 --radius 3 --mode unknown -o "$work/stroke.png"
 check bbox 0 bbox "$work/trimap.pgm"
+# The cut-out roads: tiles from a trimap, a local edit of the result, and
+# GrabCut marks finished at half size.
+check cutout 0 cutout "$work/small.ppm" "$work/trimap.pgm" -o "$work/cut.png"
+check cutout-edit 0 cutout "$work/small.ppm" "$work/trimap.pgm" -o "$work/cut-edit.png" \
+  --edit 20,5,20,20 --border 4 --previous "$work/cut.png" --only add
+check grabcut 0 grabcut "$work/scene.ppm" --rect 20,10,120,100 -o "$work/grabcut.png"
+check cutout-half 0 cutout "$work/scene.ppm" "$work/grabcut.png" -o "$work/cut-half.png" --half
 
 # One failure path per family.
 check matte-sizes-differ 2 matte "$work/small.ppm" "$work/other_size.pgm" -o "$work/x.png"
@@ -64,6 +76,8 @@ check stroke-unwritable 2 stroke "$work/trimap.pgm" --from 1,1 --to 9,9 --radius
   -o "$work/no/such/folder/x.png"
 check bbox-missing 2 bbox "$work/missing.pgm"
 check matte-trimap-refused 1 matte "$work/small.ppm" "$work/small.ppm" -o "$work/x.png"
+check cutout-no-keep 3 cutout "$work/small.ppm" "$work/no_keep.pgm" -o "$work/x.png"
+check grabcut-too-small 1 grabcut "$work/small.ppm" --rect 0,0,60,40 -o "$work/x.png"
 
 # A batch with one good and one broken job (the jobs run outside Valgrind).
 mkdir -p "$work/images" "$work/trimaps"
