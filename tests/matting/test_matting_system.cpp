@@ -3,6 +3,7 @@
 // answer is known.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <vector>
 
