@@ -14,6 +14,7 @@
 #include <string>
 
 #include "support/composite.h"
+#include "support/test_helpers.h"
 
 namespace {
 
@@ -42,14 +43,7 @@ struct Files : ::testing::Test {
     // Runs the tool through sh, after `prefix` (e.g. a ulimit); returns the
     // exit code, stdout and stderr in output.
     int run(const std::string& args, const std::string& prefix = "") {
-        const char* cli = std::getenv("QX_CLI");
-        const std::string command = prefix + "'" + (cli ? cli : "qxmatte") + "' " + args + " 2>&1 </dev/null";
-        FILE* p = popen(command.c_str(), "r");
-        output.clear();
-        char buf[4096];
-        for (std::size_t n; p && (n = std::fread(buf, 1, sizeof buf, p)) > 0;) output.append(buf, n);
-        const int status = p ? pclose(p) : -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return qxtest::runTool(args, output, prefix);
     }
     bool says(const std::string& words) const { return output.find(words) != std::string::npos; }
     // Only the named files are in the folder: no temporary ones left.

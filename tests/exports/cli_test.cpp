@@ -27,13 +27,7 @@ struct Cli : ::testing::Test {
     }
     // Runs the tool; returns its exit code and puts stdout and stderr in output.
     int run(const std::string& args) {
-        const char* cli = std::getenv("QX_CLI");
-        FILE* p = popen((std::string("'") + (cli ? cli : "qxmatte") + "' " + args + " 2>&1 </dev/null").c_str(), "r");
-        output.clear();
-        char buf[4096];
-        for (std::size_t n; p && (n = std::fread(buf, 1, sizeof buf, p)) > 0;) output.append(buf, n);
-        int status = p ? pclose(p) : -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return qxtest::runTool(args, output);
     }
 };
 

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "selection/selection_fixtures.h"
+#include "support/test_helpers.h"
 
 namespace {
 
@@ -28,13 +29,7 @@ struct GrabcutCli : ::testing::Test {
     }
     cv::Mat read(const std::string& name) const { return cv::imread(dir + "/" + name, cv::IMREAD_UNCHANGED); }
     int run(const std::string& args) {
-        const char* cli = std::getenv("QX_CLI");
-        FILE* p = popen((std::string("'") + (cli ? cli : "qxmatte") + "' -q " + args + " 2>&1 </dev/null").c_str(), "r");
-        output.clear();
-        char buf[4096];
-        for (std::size_t n; p && (n = std::fread(buf, 1, sizeof buf, p)) > 0;) output.append(buf, n);
-        const int status = p ? pclose(p) : -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return qxtest::runTool("-q " + args, output);
     }
 };
 

@@ -4,6 +4,9 @@
 
 #include <omp.h>
 #include <stdlib.h>
+#include <sys/wait.h>
+
+#include <cstdio>
 
 #include <climits>
 #include <cstdlib>
@@ -62,5 +65,18 @@ struct TempDir {
     }
     std::string file(const std::string& name) const { return path + "/" + name; }
 };
+
+// Runs the command-line tool (QX_CLI, else qxmatte on PATH) through sh after
+// `prefix` (e.g. a ulimit); returns its exit code, stdout and stderr in output.
+inline int runTool(const std::string& args, std::string& output, const std::string& prefix = "") {
+    const char* cli = std::getenv("QX_CLI");
+    const std::string command = prefix + "'" + (cli ? cli : "qxmatte") + "' " + args + " 2>&1 </dev/null";
+    FILE* p = popen(command.c_str(), "r");
+    output.clear();
+    char buf[4096];
+    for (std::size_t n; p && (n = std::fread(buf, 1, sizeof buf, p)) > 0;) output.append(buf, n);
+    const int status = p ? pclose(p) : -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
 
 }  // namespace qxtest
