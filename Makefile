@@ -1,5 +1,5 @@
 # make demo   build the tool and cut the astronaut out of samples/ into out/
-# make test   Release build + tests, then an AddressSanitizer/UBSan build + tests
+# make test   Release build + tests, static checks, AddressSanitizer/UBSan build + tests, memcheck, fuzz smoke
 # make bench  build and run every program of bench/
 # make fuzz   build the libFuzzer harnesses with clang and run each FUZZ_SECONDS
 # make memcheck  the tool under Valgrind: demo road and failure paths, no leaks
@@ -47,7 +47,7 @@ demo: configure
 	$(BUILD)/qxmatte composite $(OUT)/grabcut-cutout.png samples/coffee.png -o $(OUT)/grabcut-composite.png
 	@echo "demo: wrote $$(ls $(OUT) | tr '\n' ' ')into $(OUT)/"
 
-test: test-release check test-sanitize memcheck fuzz
+test: test-release check tidy test-sanitize memcheck fuzz
 
 test-release: build
 	cd $(BUILD) && ctest --output-on-failure -j$(JOBS)
@@ -73,7 +73,7 @@ memcheck: deps
 check: configure
 	JOBS=$(JOBS) bash scripts/static-checks.sh $(BUILD) cppcheck
 
-# clang-tidy over every source: several minutes on two cores.
+# clang-tidy over every source: about seven minutes on two cores.
 tidy: configure
 	JOBS=$(JOBS) bash scripts/static-checks.sh $(BUILD) clang-tidy
 

@@ -8,7 +8,9 @@
 
 #include "cli.h"
 
-int main(int argc, char** argv) {
+namespace {
+
+int run(int argc, char** argv) {
     using namespace qxcli;
     CLI::App app{"qxmatte: soft alpha mattes, foreground colours, mask tools and previews from the command line"};
     app.set_version_flag("--version", "qxmatte 0.1");
@@ -64,4 +66,20 @@ int main(int argc, char** argv) {
         return fail(kExitLibrary, e.what());
     }
     return kExitUsage;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // Whatever escapes the commands' own handlers (a failed allocation while
+    // the parser is built, a failure value thrown through an export) still
+    // ends the run with a message rather than an abort.
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "qxmatte: %s\n", e.what());
+    } catch (...) {
+        std::fprintf(stderr, "qxmatte: the run ended on an unexpected failure\n");
+    }
+    return qxcli::kExitLibrary;
 }

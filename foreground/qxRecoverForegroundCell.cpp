@@ -34,7 +34,8 @@ int recoverForegroundCell(const QxJob* jobPointer) {
     const int w = static_cast<int>(job.roiWidth * scale);
     const int h = static_cast<int>(job.roiHeight * scale);
     const TileGrid grid = tileGrid(w, h, memoryBudgetK(), kCellGridRule);
-    const int step = static_cast<int>(static_cast<float>(20000 / (grid.tilesX * grid.tilesY)) * 0.065f);
+    const int ticksPerTile = 20000 / (grid.tilesX * grid.tilesY);  // whole ticks, truncated
+    const int step = static_cast<int>(static_cast<float>(ticksPerTile) * 0.065f);
     progressStep = step > 0 ? step : 20;
 
     // A cell that reduces to nothing (a side under 1 / scale) has no tile to

@@ -27,7 +27,7 @@ cv::Mat compositeOverImage(const cv::Mat& foreground, const cv::Mat& alpha, cons
     return out;
 }
 
-cv::Mat compositeOverColour(const cv::Mat& foreground, const cv::Mat& alpha, cv::Scalar colour) {
+cv::Mat compositeOverColour(const cv::Mat& foreground, const cv::Mat& alpha, const cv::Scalar& colour) {
     return compositeOverImage(foreground, alpha, cv::Mat(foreground.size(), CV_8UC3, colour));
 }
 

@@ -79,7 +79,7 @@ inline cv::Scalar colourScalar(const std::array<unsigned char, 3>& rgb) { return
 // foreground (bytes 0..2 colour) over background (3 or 4 channels, same size)
 // by alpha, rounded: (f a + b (255 - a) + 127) / 255. Result CV_8UC3.
 cv::Mat compositeOverImage(const cv::Mat& foreground, const cv::Mat& alpha, const cv::Mat& background);
-cv::Mat compositeOverColour(const cv::Mat& foreground, const cv::Mat& alpha, cv::Scalar colour);
+cv::Mat compositeOverColour(const cv::Mat& foreground, const cv::Mat& alpha, const cv::Scalar& colour);
 // Colours (bytes 0..2 of a 3- or 4-channel image) with the alpha as byte 3.
 cv::Mat makeCutout(const cv::Mat& colours, const cv::Mat& alpha);
 

@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <new>
 
 #include "frame/progress.h"
 #include "frame/status.h"
@@ -16,15 +17,13 @@ namespace {
 constexpr double kInv255 = 0.00392156862745098;
 constexpr long long kVariableLimit = 500000;
 
-struct FreeDeleter {
-    void operator()(void* p) const { std::free(p); }
-};
 template <class T>
-using Array = std::unique_ptr<T[], FreeDeleter>;
+using Array = std::unique_ptr<T[]>;
 
+// Null when the memory is not to be had: the caller turns that into a status.
 template <class T>
 Array<T> allocateArray(std::size_t n) {
-    return Array<T>(static_cast<T*>(std::malloc(std::max<std::size_t>(n, 1) * sizeof(T))));
+    return Array<T>(new (std::nothrow) T[std::max<std::size_t>(n, 1)]);
 }
 
 // The system L + 255 Known in upper-triangle rows counting from 1, built by
@@ -78,10 +77,8 @@ UpperRows<Value> allocateMatrix(MatteState& state, int order, int mergedCount) {
     const std::size_t entries = static_cast<std::size_t>(mergedCount) + order + 8;
     UpperRows<Value> matrix{allocateArray<Value>(entries), allocateArray<int>(entries),
                             allocateArray<int>(static_cast<std::size_t>(order) + 8)};
-    if (!matrix.values || !matrix.columns || !matrix.rowStart) {
-        matrix = UpperRows<Value>{};
-        failMatte(state, kSystemAllocFailed);
-    }
+    // On failure the arrays that were made are freed as the throw unwinds.
+    if (!matrix.values || !matrix.columns || !matrix.rowStart) failMatte(state, kSystemAllocFailed);
     return matrix;
 }
 

@@ -52,8 +52,8 @@ IppStatus ippiFloodFill_Range8Con_8u_C1IR(Ipp8u* pImage, int step, int w, int h,
 
     // Buffer layout: the position stack (32-bit, aligned), then the bitmap.
     const long long n = static_cast<long long>(w) * h;
-    const uintptr_t base = reinterpret_cast<uintptr_t>(pBuffer);
-    int32_t* stack = reinterpret_cast<int32_t*>((base + 15) & ~uintptr_t(15));
+    const uintptr_t misalignment = reinterpret_cast<uintptr_t>(pBuffer) & 15u;
+    int32_t* stack = reinterpret_cast<int32_t*>(pBuffer + (misalignment ? 16 - misalignment : 0));
     uint8_t* visited = reinterpret_cast<uint8_t*>(stack + n);
     std::memset(visited, 0, static_cast<size_t>((n + 7) / 8));
     auto mark = [visited](int32_t i) { visited[i >> 3] |= uint8_t(1u << (i & 7)); };

@@ -38,11 +38,6 @@ py::array_t<unsigned char> trimapFromMarks(const std::vector<unsigned char>& mar
     return out;
 }
 
-// GrabCut seeds its colour models from OpenCV's per-thread random generator.
-// Each call starts it as a new process has it, so that a result depends only
-// on the arguments (and equals the command-line tool's), not on earlier calls.
-void freshRandomState() { cv::theRNG() = cv::RNG(); }
-
 }  // namespace
 
 cv::Rect rectArg(const py::object& rect, int width, int height, const char* name) {
@@ -148,7 +143,6 @@ py::array_t<unsigned char> GrabCut::run(int iterations) {
     for (int i = 0; i < iterations; ++i) {
         int rc = callExport("qxGrabCut", py::none(), [&] {
             if (closed) return kClosed;
-            if (i == 0) freshRandomState();
             return qxGrabCut(&job, 0);
         });
         if (rc == kClosed) closedError();
@@ -225,7 +219,6 @@ py::array_t<unsigned char> grabcut(const py::object& image, const py::object& re
                               "shorter side more than a tenth of that after halving");
     cv::Mat trimap;
     callExport("qxGrabCut", py::none(), [&] {
-        freshRandomState();
         trimap = qxhost::grabCutTrimap(bgr, marksMat, r, settings, {progressTrampoline, &progressSink});
         return 1;
     });

@@ -2,6 +2,8 @@
 // pyramid over the grab rectangle, the state (level mask and colour models)
 // stays in the session between passes, and the binary result returns to full
 // size by colour-guided doubling. Fixed marks leave the call unchanged.
+#include <cmath>
+
 #include <opencv2/imgproc.hpp>
 
 #include "frame/export_frame.h"
@@ -58,7 +60,7 @@ void segmentCoarse(GrabCutSession& session, Plane* const planes[3], Plane& coars
     Ipp64f sum = 0.0;
     ippiSum_8u_C1R(coarseFixed.pixels, coarseFixed.step, w, h, &sum);
     int mode = cv::GC_EVAL;
-    if (static_cast<long long>(sum + 0.5) != static_cast<long long>(session.markSum)) {
+    if (std::llround(sum) != std::llround(session.markSum)) {
         session.markSum = sum;
         mode = cv::GC_INIT_WITH_MASK;
     }
