@@ -28,9 +28,11 @@ def astronaut():
 
 @pytest.fixture
 def cli(tmp_path):
-    """Runs the command-line tool in tmp_path; returns the path maker."""
+    """Runs the command-line tool in tmp_path and returns what it printed;
+    cli.path names its files."""
     def run(*args):
-        subprocess.run([CLI, *map(str, args), "-q"], check=True, cwd=tmp_path)
+        return subprocess.run([CLI, *map(str, args), "-q"], check=True, cwd=tmp_path, capture_output=True,
+                              text=True).stdout
     run.path = lambda name: tmp_path / name
     return run
 

@@ -1,6 +1,7 @@
 # qxmatte.cutout: the command-line tool's bytes on the sample (whole image,
-# half size without recovery, design colours, edits), fixed marks kept, any
-# strides, inputs untouched, and argument errors.
+# half size without recovery, design colours, edits that change only their
+# rectangle and merge by `only`), any strides, inputs untouched, and argument
+# errors.
 import numpy as np
 import pytest
 from PIL import Image
@@ -44,11 +45,6 @@ def test_equals_the_command_line_tool_on_the_sample(astronaut, cli, tool_cutout,
         expected = read(cli.path("cut.png"))
     assert cut.dtype == np.uint8 and cut.shape == trimap.shape + (4,) and cut.flags.c_contiguous
     np.testing.assert_array_equal(cut, expected)
-    alpha = cut[..., 3]
-    # Fixed marks stay fixed, and most of the band comes out soft.
-    assert (alpha[trimap == 0] == 0).all() and (alpha[trimap == 255] == 255).all()
-    band = (trimap != 0) & (trimap != 255)
-    assert ((alpha[band] != 0) & (alpha[band] != 255)).mean() > 0.5
     if kwargs.get("colours") is False:
         np.testing.assert_array_equal(cut[..., :3], image)
 

@@ -1,6 +1,5 @@
-# qxmatte.foreground: all three methods equal the command-line tool's, the
-# colours change where the alpha is soft, strides make no difference, and
-# progress reaches the callable.
+# qxmatte.foreground: all three methods equal the command-line tool's, strides
+# make no difference, and progress reaches the callable.
 import numpy as np
 import pytest
 
@@ -17,9 +16,6 @@ def test_every_method_equals_the_command_line_tool(astronaut, cli, method):
     fg = qxmatte.foreground(image, alpha, method=method) if method != "full" else qxmatte.foreground(image, alpha)
     assert fg.shape == image.shape and fg.dtype == np.uint8
     np.testing.assert_array_equal(fg, read(cli.path("fg.png")))
-    # The soft pixels' colours change.
-    soft = (alpha > 0) & (alpha < 255)
-    assert (fg[soft] != image[soft]).any(axis=-1).mean() > 0.2
 
 
 def test_inputs_untouched_and_errors_named():

@@ -14,11 +14,6 @@ def test_equals_the_command_line_tool_on_the_sample(astronaut, cli):
     alpha = qxmatte.matte(image, trimap)
     assert alpha.dtype == np.uint8 and alpha.shape == trimap.shape and alpha.flags.c_contiguous
     np.testing.assert_array_equal(alpha, expected)
-    # The solve did something: soft values in most of the band, and 0 and 255
-    # only where the trimap held them.
-    band = (trimap != 0) & (trimap != 255)
-    assert ((alpha[band] != 0) & (alpha[band] != 255)).mean() > 0.5
-    assert (trimap[alpha == 0] == 0).all() and (trimap[alpha == 255] == 255).all()
 
 
 def strided_views(a):

@@ -1,8 +1,6 @@
 // The tool's files: outputs replaced whole or not at all, inputs refused in
 // words before any work, and batches that go on past bad images and resume.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <opencv2/imgcodecs.hpp>
 
@@ -21,18 +19,26 @@ namespace {
 namespace fs = std::filesystem;
 
 struct Files : ::testing::Test {
-    std::string dir, output;
-    void SetUp() override {
-        char tmpl[] = "/tmp/qxfilesXXXXXX";
-        ASSERT_NE(nullptr, mkdtemp(tmpl));
-        dir = tmpl;
-    }
-    void TearDown() override { fs::remove_all(dir); }
+    qxtest::TempDir tmp;
+    std::string dir = tmp.path, output;
     std::string file(const std::string& name) const { return dir + "/" + name; }
     std::string write(const std::string& name, const cv::Mat& m) const {
         fs::create_directories(fs::path(file(name)).parent_path());
         EXPECT_TRUE(cv::imwrite(file(name), m));
         return file(name);
+    }
+    // images/ and trimaps/ with `good` composites 64 high, a file named
+    // broken.png that is not an image, and `odd` (40 x 36) with the given marks.
+    void batchFolders(int good, int width, int widthStep, const std::string& odd, const cv::Mat& oddMarks) const {
+        for (int i = 0; i < good; ++i) {
+            qxtest::Composite c = qxtest::makeComposite(width + widthStep * i, 64, 6, i + 1);
+            write("images/good" + std::to_string(i) + ".png", c.image);
+            write("trimaps/good" + std::to_string(i) + ".png", c.trimap);
+        }
+        std::ofstream(file("images/broken.png")) << "not an image";
+        write("trimaps/broken.png", cv::Mat(36, 40, CV_8UC1, cv::Scalar(128)));
+        write("images/" + odd + ".png", cv::Mat(36, 40, CV_8UC3, cv::Scalar::all(9)));
+        if (!oddMarks.empty()) write("trimaps/" + odd + ".png", oddMarks);
     }
     std::string text(const std::string& path) const {
         std::ifstream in(path, std::ios::binary);
@@ -115,14 +121,7 @@ TEST_F(Files, InputsCheckedBeforeWork) {
 
 TEST_F(Files, BatchGoesOnResumesAndShards) {
     // Three good jobs, one image that is not an image, one without a trimap.
-    for (int i = 0; i < 3; ++i) {
-        qxtest::Composite c = qxtest::makeComposite(90 + 4 * i, 64, 6, i + 1);
-        write("images/good" + std::to_string(i) + ".png", c.image);
-        write("trimaps/good" + std::to_string(i) + ".png", c.trimap);
-    }
-    std::ofstream(file("images/broken.png")) << "not an image";
-    write("trimaps/broken.png", cv::Mat(36, 40, CV_8UC1, cv::Scalar(128)));
-    write("images/lonely.png", cv::Mat(36, 40, CV_8UC3, cv::Scalar::all(9)));
+    batchFolders(3, 90, 4, "lonely", cv::Mat());
     const std::string batch = "batch matte " + file("images") + " " + file("trimaps") + " --out " + file("out");
 
     EXPECT_EQ(4, run(batch + " --jobs 2")) << output;
@@ -154,17 +153,9 @@ TEST_F(Files, BatchGoesOnResumesAndShards) {
 
 TEST_F(Files, BatchCutsOutOverFoldersAndAManifest) {
     // Two good jobs, a file that is not an image and a trimap without keep.
-    for (int i = 0; i < 2; ++i) {
-        qxtest::Composite c = qxtest::makeComposite(80 + 8 * i, 60, 6, i + 1);
-        write("images/good" + std::to_string(i) + ".png", c.image);
-        write("trimaps/good" + std::to_string(i) + ".png", c.trimap);
-    }
-    std::ofstream(file("images/broken.png")) << "not an image";
-    write("trimaps/broken.png", cv::Mat(36, 40, CV_8UC1, cv::Scalar(128)));
-    write("images/nokeep.png", cv::Mat(36, 40, CV_8UC3, cv::Scalar::all(9)));
     cv::Mat nokeep(36, 40, CV_8UC1, cv::Scalar(128));
     nokeep.colRange(0, 10).setTo(0);
-    write("trimaps/nokeep.png", nokeep);
+    batchFolders(2, 80, 8, "nokeep", nokeep);
 
     // --half before the folders: a flag of the subcommand takes no value.
     EXPECT_EQ(4, run("batch cutout --half " + file("images") + " " + file("trimaps") + " --out " + file("out") +

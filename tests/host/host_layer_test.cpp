@@ -131,6 +131,31 @@ TEST(HostKeepCut, AlphaFromMarksAndRefusedEdits) {
     }
 }
 
+// An edit of pixels 0..2 of a strip: the library sees the earlier alpha with
+// its lowest bit cleared, but --only holds against all 8 bits of it, and the
+// pixel outside the rectangle comes back byte for byte.
+TEST(HostKeepCut, EditsMergeAgainstAllEightBitsOfTheEarlierAlpha) {
+    const cv::Mat marks = (cv::Mat_<unsigned char>(1, 4) << 0x7E, 0xFF, 0x7E, 0x7E);
+    cv::Mat previous(1, 4, CV_8UC4, cv::Scalar(10, 20, 30, 0));
+    const unsigned char earlier[4] = {201, 201, 0x40, 77}, solved[4] = {200, 250, 0x50, 10};
+    for (int i = 0; i < 4; ++i) previous.at<cv::Vec4b>(0, i)[3] = earlier[i];
+    qxhost::CutoutSettings settings;
+    const cv::Mat prepared = qxhost::prepareEdit(marks, previous, settings);
+    EXPECT_EQ(0, cv::norm(prepared, cv::Mat_<unsigned char>({1, 4}, {200, 0xFF, 0x40, 76}), cv::NORM_INF));
+    EXPECT_EQ(0, cv::norm(settings.hostMarks, marks, cv::NORM_INF));
+    settings.edit = cv::Rect(0, 0, 3, 1);
+    // Mode 0 only removes, 1 only adds, 2 takes the solve; the fixed keep is the solve's.
+    const int want[3][3] = {{200, 250, 0x40}, {201, 250, 0x50}, {200, 250, 0x50}};
+    for (int mode : {0, 1, 2}) {
+        settings.mode = mode;
+        cv::Mat cutout(1, 4, CV_8UC4, cv::Scalar(1, 2, 3, 0));
+        for (int i = 0; i < 4; ++i) cutout.at<cv::Vec4b>(0, i)[3] = solved[i];
+        qxhost::finishEdit(previous, prepared, settings, cutout);
+        for (int i = 0; i < 3; ++i) EXPECT_EQ(cv::Vec4b(1, 2, 3, want[mode][i]), cutout.at<cv::Vec4b>(0, i)) << mode;
+        EXPECT_EQ(previous.at<cv::Vec4b>(0, 3), cutout.at<cv::Vec4b>(0, 3)) << mode;
+    }
+}
+
 TEST(HostGrabCut, SizeRuleAndRefusals) {
     // Longer side 101 to 3199; the reduced copy more than 10 pixels each way.
     const struct { int w, h; bool accepted; } sizes[] = {{100, 100, false}, {101, 11, true},  {200, 10, false},
