@@ -3,6 +3,7 @@
 # untouched, any strides, and argument errors.
 import numpy as np
 import pytest
+from PIL import Image
 
 import qxmatte
 from conftest import SAMPLES, read, synthetic
@@ -12,6 +13,8 @@ IMAGE, TRIMAP = SAMPLES / "astronaut.png", SAMPLES / "astronaut_trimap.png"
 
 def test_each_function_equals_the_command_line_tool(astronaut, cli):
     image, trimap = astronaut
+    plane = image[..., 1].copy()  # every level occurs: odd ones show what protection keeps
+    Image.fromarray(plane).save(cli.path("plane.png"))
     before = image.copy(), trimap.copy()
     colour = {"colour": (0x2E, 0x7D, 0x32), "low": 20, "high": 230}
     for args, call in [
@@ -23,9 +26,10 @@ def test_each_function_equals_the_command_line_tool(astronaut, cli):
          lambda: qxmatte.show(image, trimap, "overlay", colour="#FF0000")),
         (["show", IMAGE, TRIMAP, "--mode", "grey"], lambda: qxmatte.show(image, trimap, "grey")),
         (["level", IMAGE, "--target", 60, "--show", "luma"], lambda: qxmatte.level(image, 60, show="luma")),
-        (["stretch", TRIMAP, "--low", 20, "--high", 230, "--protect"],
-         lambda: qxmatte.stretch(trimap, 20, 230, protect=True)),
-        (["smooth", TRIMAP, "--strength", 1], lambda: qxmatte.smooth(trimap, strength=1)),
+        (["stretch", "plane.png", "--low", 20, "--high", 230], lambda: qxmatte.stretch(plane, 20, 230)),
+        (["stretch", "plane.png", "--low", 20, "--high", 230, "--protect"],
+         lambda: qxmatte.stretch(plane, 20, 230, protect=True)),
+        (["smooth", "plane.png", "--strength", 1], lambda: qxmatte.smooth(plane, strength=1)),
         (["fill", TRIMAP, "--seed", "3,2", "--as", "keep"], lambda: qxmatte.fill(trimap, (3, 2), "keep")),
     ]:
         printed = cli(*args, "-o", "out.png")
