@@ -4,8 +4,6 @@
 
 #include <opencv2/imgcodecs.hpp>
 
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>

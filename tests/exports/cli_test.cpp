@@ -2,18 +2,12 @@
 // show each option reaching the library (the numbers themselves are the unit
 // tests' and the Python module's comparisons with the tool).
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "support/composite.h"
 #include "support/test_helpers.h"
