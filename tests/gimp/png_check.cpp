@@ -6,17 +6,13 @@
 //                                              many edge pixels changed colour
 //   png_check same RESULT.png ORIGINAL.png     same channels and pixels
 //   png_check levels GREY.png                  counts of 0, 128, 255 and other values
-//   png_check keepcut IMAGE TRIMAP ALPHA.png   the alpha qxKeepCutToAlpha makes over the
-//                                              whole image from the trimap's marks, full
-//                                              size (fixed cuts written as 0)
 // Exit 0 when the check holds, 1 when not, 2 for unreadable files.
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
-
-#include "qxhost.h"
 
 namespace {
 
@@ -76,30 +72,6 @@ int levels(const cv::Mat& grey) {
     return 0;
 }
 
-int keepCut(const char* imagePath, const char* trimapPath, const char* out) {
-    const cv::Mat image = qxhost::toFourByte(cv::imread(imagePath, cv::IMREAD_COLOR));
-    cv::Mat marks = qxhost::marksFromTrimap(cv::imread(trimapPath, cv::IMREAD_GRAYSCALE));
-    cv::Mat aux = marks.clone(), colours = image.clone();
-    QxJob job{};
-    job.imagePixels = image.data;
-    job.imageStep = static_cast<int>(image.step);
-    job.maskPixels = marks.data;
-    job.maskStep = static_cast<int>(marks.step);
-    job.outPixels = colours.data;
-    job.outStep = static_cast<int>(colours.step);
-    job.auxPixels = aux.data;
-    job.auxStep = static_cast<int>(aux.step);
-    job.width = job.roiWidth = marks.cols;
-    job.height = job.roiHeight = marks.rows;
-    const int rc = qxKeepCutToAlpha(&job, 1);
-    if (rc != 1) {
-        std::printf("keepcut: %s\n", qxhost::describeFailure("qxKeepCutToAlpha", rc).c_str());
-        return 1;
-    }
-    marks.setTo(0, marks == qxhost::kMarkCut);
-    return cv::imwrite(out, marks) ? 0 : 2;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -107,7 +79,6 @@ int main(int argc, char** argv) {
     if (argc == 4 && !std::strcmp(argv[1], "colours")) return colours(load(argv[2]), load(argv[3]));
     if (argc == 4 && !std::strcmp(argv[1], "same")) return same(load(argv[2]), load(argv[3]));
     if (argc == 3 && !std::strcmp(argv[1], "levels")) return levels(load(argv[2]));
-    if (argc == 5 && !std::strcmp(argv[1], "keepcut")) return keepCut(argv[2], argv[3], argv[4]);
-    std::fprintf(stderr, "usage: png_check alpha-equal|colours|same A B, png_check levels GREY, or png_check keepcut IMAGE TRIMAP OUT\n");
+    std::fprintf(stderr, "usage: png_check alpha-equal|colours|same A B, or png_check levels GREY\n");
     return 2;
 }
