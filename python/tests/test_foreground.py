@@ -2,6 +2,7 @@
 # make no difference, and progress reaches the callable.
 import numpy as np
 import pytest
+from PIL import Image
 
 import qxmatte
 from conftest import SAMPLES, read, synthetic
@@ -11,7 +12,7 @@ from conftest import SAMPLES, read, synthetic
 def test_every_method_equals_the_command_line_tool(astronaut, cli, method):
     image, trimap = astronaut
     alpha = qxmatte.matte(image, trimap)
-    cli("matte", SAMPLES / "astronaut.png", SAMPLES / "astronaut_trimap.png", "-o", "alpha.png")
+    Image.fromarray(alpha).save(cli.path("alpha.png"))  # the tool's own alpha (test_matte)
     cli("foreground", SAMPLES / "astronaut.png", "alpha.png", "-o", "fg.png", "--colours", method)
     fg = qxmatte.foreground(image, alpha, method=method) if method != "full" else qxmatte.foreground(image, alpha)
     assert fg.shape == image.shape and fg.dtype == np.uint8
