@@ -92,14 +92,14 @@ Command addCutout(CLI::App& app) {
     auto c = std::make_shared<Options>();
     CLI::App* sub = app.add_subcommand("cutout", "Cut an object out at any image size: marks to an RGBA cut-out");
     sub->footer(
-        "The marks are a grey trimap of the image's size (0 cut, 255 keep, anything else unknown), for example\n"
+        "The marks are a grey trimap of the image's size (0 or 1 cut, 255 keep, anything else unknown), for example\n"
         "from `qxmatte grabcut`. The unknown pixels are solved in tiles that each lean on the tiles before\n"
         "them, so there is no size limit: use this where `qxmatte matte` finds the system too large.\n"
         "With --edit X,Y,W,H --previous OLD.png, only that rectangle of the earlier cut-out is solved again,\n"
         "inside a frame of --border pixels of its old alpha; --only remove keeps the lower alpha of old and\n"
         "new (the edit only takes away), --only add the higher.");
     sub->add_option("IMAGE", c->image, "Colour image")->required();
-    sub->add_option("MARKS", c->marks, "Trimap of the same size: 0 cut, 255 keep, anything else unknown")
+    sub->add_option("MARKS", c->marks, "Trimap of the same size: 0 or 1 cut, 255 keep, anything else unknown")
         ->required();
     sub->add_option("-o,--output", c->output, "Output cut-out (RGBA: recovered colours and the alpha)")->required();
     sub->add_option("--alpha", c->alpha, "Also write the alpha alone (8-bit grey)");

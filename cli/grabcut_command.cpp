@@ -66,7 +66,7 @@ Command addGrabcut(CLI::App& app) {
             },
             "X,Y,W,H"));
     sub->add_option("--marks", c->marks,
-                    "Marks image of the same size: 0 cut, 255 keep, anything else no mark (inside the rectangle)");
+                    "Marks image of the same size: 0 or 1 cut, 255 keep, anything else no mark (inside the rectangle)");
     sub->add_option("--band", c->band, "Width of the unknown band in pixels (default: 1% of the larger side, at least 4)")
         ->check(CLI::Range(0, 10000));
     sub->add_option("--iterations", c->iterations, "GrabCut passes, as a host runs one after each stroke")

@@ -91,7 +91,7 @@ cv::Mat grabCutTrimap(const cv::Mat& image, const cv::Mat& marks, cv::Rect rect,
                                     "for a longer side up to 200, 21 up to 799, 41 up to 1599, 81 beyond)");
 
     // Full-size planes: outside the rectangle fixed cut; inside the user's
-    // marks (0 cut, 255 keep), anything else no mark.
+    // marks (0 or 1 cut, 255 keep), anything else no mark.
     cv::Mat pixels = toFourByte(image);
     cv::Mat mask(image.size(), CV_8UC1, cv::Scalar(kMarkCut));
     cv::Mat userMarks = marks.empty() ? cv::Mat(image.size(), CV_8UC1, cv::Scalar(128)) : marks;

@@ -10,7 +10,8 @@ cv::Mat marksFromTrimap(const cv::Mat& trimap) {
     requireDepth8(trimap, "the trimap", 1u << 1);
     static const cv::Mat table = [] {
         cv::Mat t(1, 256, CV_8U, cv::Scalar(kMarkUnknown));
-        t.at<unsigned char>(0) = kMarkCut;
+        // 1 as well: the cut that the stroke and fill tools draw.
+        t.at<unsigned char>(0) = t.at<unsigned char>(kMarkCut) = kMarkCut;
         t.at<unsigned char>(255) = kMarkKeep;
         return t;
     }();

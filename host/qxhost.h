@@ -33,7 +33,8 @@ enum : unsigned char {
     kMarkUnknown = 0x7E,  // to be solved
 };
 
-// A grey trimap to marks: 0 fixed cut, 255 fixed keep, anything else unknown.
+// A grey trimap to marks: 0 or 1 (the brushes' cut) fixed cut, 255 fixed keep,
+// anything else unknown.
 cv::Mat marksFromTrimap(const cv::Mat& trimap);
 
 // A binary selection (non-zero inside) to marks: inside fixed keep, outside
@@ -190,7 +191,7 @@ struct GrabCutSettings {
 int defaultGrabCutBand(cv::Size image);
 
 // GrabCut from a rectangle: outside it fixed cut; inside, marks (optional,
-// CV_8UC1 of the image's size: 0 cut, 255 keep, anything else no mark).
+// CV_8UC1 of the image's size: 0 or 1 cut, 255 keep, anything else no mark).
 // Returns a trimap (0, 128, 255) of the image's size, the band 128. A
 // rectangle whose longer side is beyond 3199 runs on a copy reduced to that
 // side (area averaging); its selection comes back by linear interpolation,

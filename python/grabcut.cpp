@@ -76,8 +76,8 @@ GrabCut::GrabCut(const py::object& image, const py::object& rect, const py::obje
     const py::ssize_t step = 4 * static_cast<py::ssize_t>(width);
     pixels.resize(static_cast<std::size_t>(step) * height);
     copyToPixels4(img, pixels.data(), step);
-    // Outside the rectangle: fixed cut. Inside: the grey marks (0 cut, 255
-    // keep) fixed, anything else no mark.
+    // Outside the rectangle: fixed cut. Inside: the grey marks (0 or 1 cut,
+    // 255 keep) fixed, anything else no mark.
     mask.assign(static_cast<std::size_t>(width) * height, kFixedCut);
     PixelView m;
     if (!marks.is_none()) {
@@ -87,7 +87,7 @@ GrabCut::GrabCut(const py::object& image, const py::object& rect, const py::obje
     for (int yy = y; yy < y + h; ++yy)
         for (int xx = x; xx < x + w; ++xx) {
             unsigned char v = m.data ? m.at(yy, xx, 0) : 128;
-            mask[static_cast<std::size_t>(yy) * width + xx] = v == 0 ? kFixedCut : v == 255 ? kFixedKeep : kUnknown;
+            mask[static_cast<std::size_t>(yy) * width + xx] = v <= 1 ? kFixedCut : v == 255 ? kFixedKeep : kUnknown;
         }
     aux = mask;
 

@@ -31,6 +31,7 @@ def test_equals_the_command_line_tool_and_the_session(astronaut, cli):
     marks = np.full(image.shape[:2], 128, np.uint8)
     marks[300:340, 200:300] = 255
     marks[20:40, 20:80] = 0
+    marks[400:420, 150:200] = 1  # the brushes' cut, on the suit
     qxmatte.grabcut(image, (90, 10, 400, 500))  # an earlier call changes nothing
     Image.fromarray(marks).save(cli.path("marks.png"))
     cli("grabcut", SAMPLES / "astronaut.png", "-o", "trimap.png", "--rect", "100,20,380,492", "--marks", "marks.png",
@@ -41,6 +42,7 @@ def test_equals_the_command_line_tool_and_the_session(astronaut, cli):
     np.testing.assert_array_equal(trimap, read(cli.path("trimap.png")))
     np.testing.assert_array_equal(image, before[0])
     np.testing.assert_array_equal(marks, before[1])
+    assert (trimap[400:420, 150:200] == 0).all()
     # The session takes the same road: passes, then band and ending pass.
     with qxmatte.GrabCut(image, (100, 20, 380, 492), marks) as session:
         session.run(2)

@@ -9,11 +9,12 @@
 namespace {
 
 TEST(HostMarks, TrimapAndSelectionCoding) {
-    cv::Mat trimap = (cv::Mat_<unsigned char>(1, 5) << 0, 1, 128, 254, 255);
+    // 1 is the brushes' cut, so their masks read as drawn.
+    cv::Mat trimap = (cv::Mat_<unsigned char>(1, 6) << 0, 1, 2, 128, 254, 255);
     cv::Mat marks = qxhost::marksFromTrimap(trimap);
-    const cv::Mat expected = (cv::Mat_<unsigned char>(1, 5) << 0x01, 0x7E, 0x7E, 0x7E, 0xFF);
+    const cv::Mat expected = (cv::Mat_<unsigned char>(1, 6) << 0x01, 0x01, 0x7E, 0x7E, 0x7E, 0xFF);
     EXPECT_EQ(0, cv::norm(marks, expected, cv::NORM_INF));
-    EXPECT_EQ(3, qxhost::trimapUnknownCount(trimap));
+    EXPECT_EQ(4, qxhost::trimapUnknownCount(trimap));  // for the solver 1 stays unknown
 
     // A 20x20 square in 60x60; band 6 runs a radius-3 pen along its edge.
     cv::Mat selection(60, 60, CV_8UC1, cv::Scalar(0));
