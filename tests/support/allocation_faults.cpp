@@ -46,8 +46,21 @@ bool AllocationFaults::failed() const { return refused.load(); }
 
 void* operator new(std::size_t n) { return qxtest::allocate(n); }
 void* operator new[](std::size_t n) { return qxtest::allocate(n); }
+// The nothrow forms too, as the standard library's own do (a refusal is a null
+// pointer): under AddressSanitizer they would otherwise come from its
+// allocator and be given back to free by the delete below.
+void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
+    try {
+        return qxtest::allocate(n);
+    } catch (...) {
+        return nullptr;
+    }
+}
+void* operator new[](std::size_t n, const std::nothrow_t& tag) noexcept { return operator new(n, tag); }
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete[](void* p) noexcept { std::free(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
 
