@@ -99,6 +99,13 @@ TEST_F(Files, InputsCheckedBeforeWork) {
     EXPECT_TRUE(says("nothing unknown")) << output;
     EXPECT_EQ(1, run("matte " + image + " " + write("b.png", noBackground) + out));
     EXPECT_TRUE(says("marks no background")) << output;
+    // Cut drawn by the brushes (1) is named, and --in-low 1 takes it.
+    cv::Mat brushed = c.trimap.clone();
+    brushed.setTo(1, brushed == 0);
+    EXPECT_EQ(1, run("matte " + image + " " + write("s.png", brushed) + out));
+    EXPECT_TRUE(says("a low bound of 1")) << output;
+    EXPECT_EQ(0, run("matte " + image + " " + write("s.png", brushed) + out + " --in-low 1"));
+    fs::remove(file("alpha.png"));
     EXPECT_FALSE(fs::exists(file("alpha.png")));
 
     // A 16-bit trimap is brought to 8 bits (65535 to 255) and solves as the 8-bit one.
