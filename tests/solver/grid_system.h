@@ -1,9 +1,11 @@
-// A system shaped like the matting matrix: the 3x3-window affinities of a w x h
-// grid summed into a Laplacian, plus knownWeight on the diagonal where
+// A system shaped like the matting matrix: pixels of a w x h grid within two
+// of each other share a 3x3 window and are linked by a smooth positive
+// affinity, summed into a Laplacian, plus knownWeight on the diagonal where
 // (x + 3 y) % knownEvery == 0 (knownEvery 0: singular). Upper triangle,
 // one-based compressed rows, float values.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -14,32 +16,20 @@ struct GridSystem {
 };
 
 inline GridSystem makeGridSystem(int w, int h, int knownEvery, float knownWeight) {
-    // 13 upper slots per pixel: offsets 0..2 on its row, -2..2 on each of the two rows below.
-    auto slotOf = [](int ox, int oy) { return oy == 0 ? ox : 3 + (oy - 1) * 5 + (ox + 2); };
-    std::vector<double> acc(static_cast<size_t>(w) * h * 13, 0.0);
-    for (int cy = 1; cy + 1 < h; ++cy)
-        for (int cx = 1; cx + 1 < w; ++cx)
-            for (int p = 0; p < 9; ++p)
-                for (int q = p + 1; q < 9; ++q) {
-                    // Smoothly varying positive affinity, as from an image.
-                    double a = (0.6 + 0.4 * std::sin(0.05 * cx + 0.03 * cy + p - q)) / 9.0;
-                    size_t ip = static_cast<size_t>(cy - 1 + p / 3) * w + cx - 1 + p % 3;
-                    size_t iq = static_cast<size_t>(cy - 1 + q / 3) * w + cx - 1 + q % 3;
-                    acc[ip * 13 + slotOf(q % 3 - p % 3, q / 3 - p / 3)] -= a;
-                    acc[ip * 13] += a;
-                    acc[iq * 13] += a;
-                }
     GridSystem s{w * h, {}, {1}, {}};
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
-            double* slots = &acc[(static_cast<size_t>(y) * w + x) * 13];
-            if (knownEvery > 0 && (x + 3 * y) % knownEvery == 0) slots[0] += knownWeight;
-            for (int k = 0; k < 13; ++k) {
-                int nx = x + (k < 3 ? k : (k - 3) % 5 - 2), ny = y + (k < 3 ? 0 : (k - 3) / 5 + 1);
-                if (nx < 0 || nx >= w || ny >= h || (k > 0 && slots[k] == 0.0)) continue;
-                s.values.push_back(static_cast<float>(slots[k]));
-                s.columns.push_back(ny * w + nx + 1);
-            }
+            const size_t diagonal = s.values.size();
+            double sum = knownEvery > 0 && (x + 3 * y) % knownEvery == 0 ? knownWeight : 0.0;
+            s.values.push_back(0.0f), s.columns.push_back(y * w + x + 1);
+            for (int v = std::max(0, y - 2); v <= std::min(h - 1, y + 2); ++v)
+                for (int u = std::max(0, x - 2); u <= std::min(w - 1, x + 2); ++u) {
+                    if (u == x && v == y) continue;
+                    const double a = (0.6 + 0.4 * std::sin(0.05 * (x + u) + 0.03 * (y + v) + (u - x) * (v - y))) / 9;
+                    sum += a;
+                    if (v * w + u > y * w + x) s.values.push_back(float(-a)), s.columns.push_back(v * w + u + 1);
+                }
+            s.values[diagonal] = float(sum);
             s.rowStart.push_back(static_cast<int>(s.values.size()) + 1);
         }
     return s;
