@@ -126,10 +126,7 @@ cv::Mat grabCutTrimap(const cv::Mat& image, const cv::Mat& marks, cv::Rect rect,
     qxGrabCutEdgeGen(&job, settings.bandWidth);
     qxGrabCutDeleteBuf(&job);
 
-    cv::Mat trimap(mask.size(), CV_8UC1, cv::Scalar(128));
-    trimap.setTo(0, mask == kMarkCut);
-    trimap.setTo(255, mask == kMarkKeep);
-    return trimap;
+    return trimapFromMarks(mask);
 }
 
 void desaturateCutout(cv::Mat& cutout, float amount) {

@@ -143,20 +143,19 @@ cv::Mat readImageFile(const std::string& path, ImageKind kind, long long maxPixe
 void checkTrimap(const cv::Mat& trimap, const std::string& name, int inHigh, int inLow) {
     const int high = inHigh - inLow >= 255 ? 255 : inHigh, low = inHigh - inLow >= 255 ? 0 : inLow;
     if (high <= low) return;  // inverted bounds: the classes are the caller's business
-    long long background = 0, foreground = 0, brushCut = 0;
+    long long background = 0, foreground = 0;
     for (int y = 0; y < trimap.rows; ++y) {
         const unsigned char* r = trimap.ptr<unsigned char>(y);
         for (int x = 0; x < trimap.cols; ++x) {
             background += r[x] <= low;
             foreground += r[x] >= high;
-            brushCut += r[x] == 1;
         }
     }
     const long long unknown = static_cast<long long>(trimap.total()) - background - foreground;
     if (background == 0)
         throw std::invalid_argument("the trimap '" + name + "' marks no background: no pixel is " +
                                     (low == 0 ? std::string("0") : "at most " + std::to_string(low)) +
-                                    (low == 0 && brushCut > 0
+                                    (low == 0 && cv::countNonZero(trimap == 1) > 0
                                          ? " (the brushes draw cut as 1: a low bound of 1 takes it as background)"
                                          : ""));
     if (foreground == 0)

@@ -11,13 +11,20 @@ cv::Mat marksFromTrimap(const cv::Mat& trimap) {
     static const cv::Mat table = [] {
         cv::Mat t(1, 256, CV_8U, cv::Scalar(kMarkUnknown));
         // 1 as well: the cut that the stroke and fill tools draw.
-        t.at<unsigned char>(0) = t.at<unsigned char>(kMarkCut) = kMarkCut;
+        t.at<unsigned char>(0) = t.at<unsigned char>(1) = kMarkCut;
         t.at<unsigned char>(255) = kMarkKeep;
         return t;
     }();
     cv::Mat marks;
     cv::LUT(trimap, table, marks);
     return marks;
+}
+
+cv::Mat trimapFromMarks(const cv::Mat& marks) {
+    cv::Mat trimap(marks.size(), CV_8UC1, cv::Scalar(128));
+    trimap.setTo(0, marks == kMarkCut);
+    trimap.setTo(255, marks == kMarkKeep);
+    return trimap;
 }
 
 cv::Mat marksFromSelection(const cv::Mat& selection, int bandWidth) {

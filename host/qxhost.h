@@ -36,6 +36,8 @@ enum : unsigned char {
 // A grey trimap to marks: 0 or 1 (the brushes' cut) fixed cut, 255 fixed keep,
 // anything else unknown.
 cv::Mat marksFromTrimap(const cv::Mat& trimap);
+// Back: fixed cut 0, fixed keep 255, anything else (unknown, the band) 128.
+cv::Mat trimapFromMarks(const cv::Mat& marks);
 
 // A binary selection (non-zero inside) to marks: inside fixed keep, outside
 // fixed cut, and a band of bandWidth pixels across the selection's edge

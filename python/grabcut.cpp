@@ -15,7 +15,6 @@ namespace qxpy {
 
 namespace {
 
-constexpr unsigned char kFixedCut = 0x01, kFixedKeep = 0xFF, kUnknown = 0x7E;
 constexpr int kClosed = -20000;  // what an export call reports on a closed session
 
 [[noreturn]] void closedError() { throw py::value_error("the GrabCut session is closed"); }
@@ -26,16 +25,6 @@ int intItem(const py::sequence& s, std::size_t i, const char* name) {
     } catch (const py::cast_error&) {
         throw py::value_error(std::string(name) + " must hold integers, got " + std::string(py::repr(s)));
     }
-}
-
-// The marks of a finished session as a grey trimap: fixed cut 0, fixed keep
-// 255, anything else (the unknown band) 128.
-py::array_t<unsigned char> trimapFromMarks(const std::vector<unsigned char>& marks, int height, int width) {
-    py::array_t<unsigned char> out = newMask(height, width);
-    unsigned char* o = out.mutable_data();
-    for (std::size_t i = 0; i < marks.size(); ++i)
-        o[i] = marks[i] == kFixedCut ? 0 : marks[i] == kFixedKeep ? 255 : 128;
-    return out;
 }
 
 }  // namespace
@@ -76,19 +65,17 @@ GrabCut::GrabCut(const py::object& image, const py::object& rect, const py::obje
     const py::ssize_t step = 4 * static_cast<py::ssize_t>(width);
     pixels.resize(static_cast<std::size_t>(step) * height);
     copyToPixels4(img, pixels.data(), step);
-    // Outside the rectangle: fixed cut. Inside: the grey marks (0 or 1 cut,
-    // 255 keep) fixed, anything else no mark.
-    mask.assign(static_cast<std::size_t>(width) * height, kFixedCut);
-    PixelView m;
-    if (!marks.is_none()) {
-        m = maskArg(marks, "marks");
+    // Outside the rectangle: fixed cut. Inside: the grey marks read as the
+    // tool reads them, or no mark.
+    mask.assign(static_cast<std::size_t>(width) * height, qxhost::kMarkCut);
+    cv::Mat maskPlane(height, width, CV_8UC1, mask.data());
+    if (marks.is_none()) {
+        maskPlane(r).setTo(qxhost::kMarkUnknown);
+    } else {
+        PixelView m = maskArg(marks, "marks");
         checkSameSize(img, "image", m, "marks");
+        qxhost::marksFromTrimap(maskMat(m)(r)).copyTo(maskPlane(r));
     }
-    for (int yy = y; yy < y + h; ++yy)
-        for (int xx = x; xx < x + w; ++xx) {
-            unsigned char v = m.data ? m.at(yy, xx, 0) : 128;
-            mask[static_cast<std::size_t>(yy) * width + xx] = v <= 1 ? kFixedCut : v == 255 ? kFixedKeep : kUnknown;
-        }
     aux = mask;
 
     job.imagePixels = pixels.data();
@@ -185,7 +172,7 @@ py::array_t<unsigned char> GrabCut::trimap(const py::object& band) {
         return 1;
     });
     if (rc == kClosed) closedError();
-    return trimapFromMarks(m, height, width);
+    return maskArray(qxhost::trimapFromMarks(cv::Mat(height, width, CV_8UC1, m.data())));
 }
 
 void GrabCut::close() {
