@@ -2,6 +2,7 @@
 # what it writes. ctest sets PYTHONPATH (the built module), QX_CLI and
 # QX_SAMPLES; by hand: PYTHONPATH=build/python QX_CLI=build/qxmatte
 # /usr/bin/python3 -m pytest python/tests
+import contextlib
 import os
 import pathlib
 import subprocess
@@ -35,6 +36,15 @@ def cli(tmp_path):
                               text=True).stdout
     run.path = lambda name: tmp_path / name
     return run
+
+
+@contextlib.contextmanager
+def untouched(*arrays):
+    """Checks that the arrays hold what they held when the block began."""
+    before = [a.copy() for a in arrays]
+    yield
+    for a, b in zip(arrays, before):
+        np.testing.assert_array_equal(a, b)
 
 
 def synthetic(height, width, seed=0):

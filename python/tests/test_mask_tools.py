@@ -6,7 +6,7 @@ import pytest
 from PIL import Image
 
 import qxmatte
-from conftest import SAMPLES, read, synthetic
+from conftest import SAMPLES, read, synthetic, untouched
 
 IMAGE, TRIMAP = SAMPLES / "astronaut.png", SAMPLES / "astronaut_trimap.png"
 
@@ -15,45 +15,41 @@ def test_each_function_equals_the_command_line_tool(astronaut, cli):
     image, trimap = astronaut
     plane = image[..., 1].copy()  # every level occurs: odd ones show what protection keeps
     Image.fromarray(plane).save(cli.path("plane.png"))
-    before = image.copy(), trimap.copy()
-    colour = {"colour": (0x2E, 0x7D, 0x32), "low": 20, "high": 230}
-    for args, call in [
-        (["show", IMAGE, TRIMAP, "--mode", "tint"], lambda: qxmatte.show(image, trimap, "tint")),
-        (["show", IMAGE, TRIMAP, "--mode", "classes"], lambda: qxmatte.show(image, trimap, "classes")),
-        (["show", IMAGE, TRIMAP, "--mode", "over", "--colour", "2E7D32", "--low", 20, "--high", 230],
-         lambda: qxmatte.show(image, trimap, "over", **colour)),
-        (["show", IMAGE, TRIMAP, "--mode", "overlay", "--colour", "FF0000"],
-         lambda: qxmatte.show(image, trimap, "overlay", colour="#FF0000")),
-        (["show", IMAGE, TRIMAP, "--mode", "grey"], lambda: qxmatte.show(image, trimap, "grey")),
-        (["level", IMAGE, "--target", 60, "--show", "luma"], lambda: qxmatte.level(image, 60, show="luma")),
-        (["stretch", "plane.png", "--low", 20, "--high", 230], lambda: qxmatte.stretch(plane, 20, 230)),
-        (["stretch", "plane.png", "--low", 20, "--high", 230, "--protect"],
-         lambda: qxmatte.stretch(plane, 20, 230, protect=True)),
-        (["smooth", "plane.png", "--strength", 1], lambda: qxmatte.smooth(plane, strength=1)),
-        (["fill", TRIMAP, "--seed", "3,2", "--as", "keep"], lambda: qxmatte.fill(trimap, (3, 2), "keep")),
-    ]:
-        printed = cli(*args, "-o", "out.png")
-        result = call()
-        if args[0] == "fill":  # the rectangle the tool prints
-            result, rect = result
-            assert printed == "x={} y={} width={} height={}\n".format(*rect)
-        assert result.dtype == np.uint8 and result.flags.c_contiguous, args
-        np.testing.assert_array_equal(result, read(cli.path("out.png")), err_msg=str(args))
-    np.testing.assert_array_equal(image, before[0])
-    np.testing.assert_array_equal(trimap, before[1])
+    with untouched(image, trimap, plane):
+        colour = {"colour": (0x2E, 0x7D, 0x32), "low": 20, "high": 230}
+        for args, call in [
+            (["show", IMAGE, TRIMAP, "--mode", "tint"], lambda: qxmatte.show(image, trimap, "tint")),
+            (["show", IMAGE, TRIMAP, "--mode", "classes"], lambda: qxmatte.show(image, trimap, "classes")),
+            (["show", IMAGE, TRIMAP, "--mode", "over", "--colour", "2E7D32", "--low", 20, "--high", 230],
+             lambda: qxmatte.show(image, trimap, "over", **colour)),
+            (["show", IMAGE, TRIMAP, "--mode", "overlay", "--colour", "FF0000"],
+             lambda: qxmatte.show(image, trimap, "overlay", colour="#FF0000")),
+            (["show", IMAGE, TRIMAP, "--mode", "grey"], lambda: qxmatte.show(image, trimap, "grey")),
+            (["level", IMAGE, "--target", 60, "--show", "luma"], lambda: qxmatte.level(image, 60, show="luma")),
+            (["stretch", "plane.png", "--low", 20, "--high", 230], lambda: qxmatte.stretch(plane, 20, 230)),
+            (["stretch", "plane.png", "--low", 20, "--high", 230, "--protect"],
+             lambda: qxmatte.stretch(plane, 20, 230, protect=True)),
+            (["smooth", "plane.png", "--strength", 1], lambda: qxmatte.smooth(plane, strength=1)),
+            (["fill", TRIMAP, "--seed", "3,2", "--as", "keep"], lambda: qxmatte.fill(trimap, (3, 2), "keep")),
+        ]:
+            printed = cli(*args, "-o", "out.png")
+            result = call()
+            if args[0] == "fill":  # the rectangle the tool prints
+                result, rect = result
+                assert printed == "x={} y={} width={} height={}\n".format(*rect)
+            assert result.dtype == np.uint8 and result.flags.c_contiguous, args
+            np.testing.assert_array_equal(result, read(cli.path("out.png")), err_msg=str(args))
 
 
 def test_strided_inputs_give_the_same_results_and_stay_untouched():
     image, trimap = synthetic(40, 56)
     views = image[:, ::-1], trimap[::-1]
-    before = [v.copy() for v in views]
     contiguous = [np.ascontiguousarray(v) for v in views]
     for call in (lambda i, m: qxmatte.show(i, m, "overlay", colour="00FF00"),
                  lambda i, m: qxmatte.fill(m, (0, 0), "keep")[0], lambda i, m: qxmatte.stretch(m, 10, 240),
                  lambda i, m: qxmatte.smooth(m, strength=1), lambda i, m: qxmatte.level(i, 120)):
-        np.testing.assert_array_equal(call(*views), call(*contiguous))
-    for v, b in zip(views, before):
-        np.testing.assert_array_equal(v, b)
+        with untouched(*views):
+            np.testing.assert_array_equal(call(*views), call(*contiguous))
 
 
 def test_bad_arguments_are_named():

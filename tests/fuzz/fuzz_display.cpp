@@ -4,97 +4,73 @@
 // auto-level tools with any target and mode. Checks return values, that byte
 // 3 of four-byte pixels is kept (or made opaque by the opaque display modes),
 // that the read-only planes and the bytes between rows are never written, and
-// that auto level never darkens. Exports not yet in the
-// library are skipped (the build defines QX_HAS_<export> for each export it finds).
+// that auto level never darkens.
 #include "fuzz_support.h"
-#include "qxmatte.h"
-
 
 namespace {
 
-[[maybe_unused]] void requireByte3Kept(const fuzz::HostImage& image, const std::vector<unsigned char>& before, const char* what) {
-    for (int y = 0; y < image.height; ++y)
-        for (int x = 0; x < image.width; ++x) {
-            const size_t i = size_t(y) * image.step + size_t(x) * 4 + 3;
-            fuzz::require(image.bytes[i] == before[i], what);
-        }
-    fuzz::require(image.gapsIntact(), "a display export writes only inside the image's rows");
-}
-
 void showImageAlpha(FuzzedDataProvider& in, const fuzz::Size& s) {
-#ifdef QX_HAS_qxShowImageAlpha
-    fuzz::HostImage image(s.width, s.height, 4, s.extraStep * 4), alpha(s.width, s.height, 1, in.ConsumeIntegralInRange(0, 7));
+    fuzz::HostImage image(s.width, s.height, 4, s.extraStep * 4),
+        alpha(s.width, s.height, 1, in.ConsumeIntegralInRange(0, 7));
     const int high = in.ConsumeIntegral<int>(), low = in.ConsumeIntegral<int>(), mode = in.ConsumeIntegralInRange(-2, 12);
     unsigned char colour[3];
     for (unsigned char& c : colour) c = in.ConsumeIntegral<unsigned char>();
     image.fill(in);
     alpha.fill(in);
-    const std::vector<unsigned char> pixels = image.bytes, marks = alpha.bytes;
+    fuzz::snapshot(image, alpha);
     fuzz::trace("qxShowImageAlpha %dx%d high %d low %d mode %d", s.width, s.height, high, low, mode);
     const int rc = qxShowImageAlpha(image.data(), image.step, s.width, s.height, alpha.data(), alpha.step, high, low,
                                     mode, colour);
     // Modes 3 to 6 stretch the alpha from [low, high]: equal low bytes leave nothing to stretch from.
-    const bool stretches = mode >= 3 && mode <= 6;
-    const bool nothingToStretch = stretches && (high & 0xFF) == (low & 0xFF);
+    const bool nothingToStretch = mode >= 3 && mode <= 6 && (high & 0xFF) == (low & 0xFF);
     fuzz::require(rc == (nothingToStretch ? -1 : 1), "qxShowImageAlpha returns 1, or -1 for equal stretch bounds");
-    fuzz::require(alpha.bytes == marks, "qxShowImageAlpha never writes the marks");
+    fuzz::require(alpha.unchanged(), "qxShowImageAlpha never writes the marks");
     fuzz::require(image.gapsIntact(), "a display export writes only inside the image's rows");
     if (rc != 1) {
-        fuzz::require(image.bytes == pixels, "a refused display call changes nothing");
+        fuzz::require(image.unchanged(), "a refused display call changes nothing");
     } else if (mode >= 2 && mode <= 6) {
-        for (int y = 0; y < image.height; ++y)
-            for (int x = 0; x < image.width; ++x)
-                fuzz::require(image.bytes[size_t(y) * image.step + size_t(x) * 4 + 3] == 255,
-                              "the opaque display modes set byte 3 to 255");
+        for (int y = 0; y < s.height; ++y)
+            for (int x = 0; x < s.width; ++x)
+                fuzz::require(image.at(x, y, 3) == 255, "the opaque display modes set byte 3 to 255");
     } else {
-        requireByte3Kept(image, pixels, "the tint and unknown modes never write byte 3");
+        image.requireChannelKept(3, "the tint and unknown modes never write byte 3");
     }
-#else
-    (void)in; (void)s;
-#endif
 }
 
 void showKeepBlend(FuzzedDataProvider& in, const fuzz::Size& s) {
-#ifdef QX_HAS_qxShowKeepBlend
     const int otherWidth = s.width + in.ConsumeIntegralInRange(0, 5), otherHeight = s.height + in.ConsumeIntegralInRange(0, 5);
     fuzz::HostImage image(s.width, s.height, 4, s.extraStep * 4), other(otherWidth, otherHeight, 4, 0);
     const float amount = in.ConsumeFloatingPointInRange<float>(-1.0f, 2.0f);
     image.fill(in);
     other.fill(in);
-    const std::vector<unsigned char> pixels = image.bytes, otherBytes = other.bytes;
+    fuzz::snapshot(image, other);
     fuzz::trace("qxShowKeepBlend %dx%d other %dx%d amount %g", s.width, s.height, otherWidth, otherHeight, double(amount));
     qxShowKeepBlend(image.data(), image.step, s.width, s.height, other.data(), other.step, otherWidth, otherHeight,
                     amount);
-    fuzz::require(other.bytes == otherBytes, "qxShowKeepBlend never writes the other image");
-    requireByte3Kept(image, pixels, "qxShowKeepBlend never writes byte 3");
-#else
-    (void)in; (void)s;
-#endif
+    fuzz::require(other.unchanged(), "qxShowKeepBlend never writes the other image");
+    fuzz::require(image.gapsIntact(), "a display export writes only inside the image's rows");
+    image.requireChannelKept(3, "qxShowKeepBlend never writes byte 3");
 }
 
 void autoLevel(FuzzedDataProvider& in, const fuzz::Size& s, bool preview) {
-#if defined(QX_HAS_qxPreviewAutoLevel) && defined(QX_HAS_qxRGB2YCbCrAutoLevel)
     fuzz::HostImage image(s.width, s.height, 3, s.extraStep);
     const float target = in.ConsumeFloatingPointInRange<float>(-10.0f, 400.0f);
     const int mode = in.ConsumeIntegralInRange(-1, 6), level = in.ConsumeIntegralInRange(-10, 300);
     image.fill(in);
-    const std::vector<unsigned char> pixels = image.bytes;
+    image.snapshot();
     fuzz::trace("%s %dx%d target %g mode %d level %d", preview ? "qxPreviewAutoLevel" : "qxRGB2YCbCrAutoLevel",
                 s.width, s.height, double(target), mode, level);
     if (preview) {
         fuzz::require(qxPreviewAutoLevel(image.data(), image.step, s.width, s.height, target) == 1,
                       "qxPreviewAutoLevel returns 1");
-        for (size_t i = 0; i < pixels.size(); ++i)
-            if (!image.inGap(i)) fuzz::require(image.bytes[i] >= pixels[i], "auto level never darkens");
+        for (size_t i = 0; i < image.bytes.size(); ++i)
+            fuzz::require(image.bytes[i] >= image.before[i] || image.inGap(i), "auto level never darkens");
     } else {
         const int rc = qxRGB2YCbCrAutoLevel(image.data(), image.step, s.width, s.height, mode, level);
         fuzz::require(rc == (mode >= 0 && mode <= 4 ? 1 : 0), "qxRGB2YCbCrAutoLevel returns 1, or 0 for a bad mode");
-        if (rc == 0) fuzz::require(image.bytes == pixels, "an unknown mode changes nothing");
+        if (rc == 0) fuzz::require(image.unchanged(), "an unknown mode changes nothing");
     }
     fuzz::require(image.gapsIntact(), "a tone export writes only inside the image's rows");
-#else
-    (void)in, (void)s, (void)preview;
-#endif
 }
 
 }  // namespace

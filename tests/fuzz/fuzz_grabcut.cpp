@@ -8,40 +8,13 @@
 // and the fixed marks, the final fixing of certain pixels, and that nothing
 // outside the grab rectangle or between rows changes and the image is never
 // written.
-#include <algorithm>
-
 #include "fuzz_support.h"
-#include "qxmatte.h"
 
 namespace {
 
-struct Rect {
-    int x, y, w, h;
-    bool contains(int px, int py) const { return px >= x && px < x + w && py >= y && py < y + h; }
-};
+using fuzz::Rect;
 
-// Pixels outside r are the same in both copies of a plane.
-void sameOutside(const fuzz::HostImage& p, const std::vector<unsigned char>& before, const Rect& r, const char* what) {
-    for (int y = 0; y < p.height; ++y)
-        for (int x = 0; x < p.width; ++x)
-            if (!r.contains(x, y))
-                fuzz::require(p.bytes[size_t(y) * p.step + x] == before[size_t(y) * p.step + x], what);
-    fuzz::require(p.gapsIntact(), "GrabCut writes only inside the planes' rows");
-}
-
-// Paints a few rectangles of mark values, soft or fixed.
-void paint(FuzzedDataProvider& in, fuzz::HostImage& mask) {
-    static const unsigned char values[] = {0x00, 0x01, 0xFE, 0xFF, 0x7E, 0x7F, 0x40, 0x41};
-    const int n = in.ConsumeIntegralInRange(0, 4);
-    for (int i = 0; i < n; ++i) {
-        const int x0 = in.ConsumeIntegralInRange(0, mask.width - 1), y0 = in.ConsumeIntegralInRange(0, mask.height - 1);
-        const int x1 = std::min(mask.width, x0 + in.ConsumeIntegralInRange(1, 80));
-        const int y1 = std::min(mask.height, y0 + in.ConsumeIntegralInRange(1, 80));
-        const unsigned char v = values[in.ConsumeIntegralInRange(0, 7)];
-        for (int y = y0; y < y1; ++y)
-            for (int x = x0; x < x1; ++x) mask.at(x, y) = v;
-    }
-}
+const unsigned char kMarkValues[] = {0x00, 0x01, 0xFE, 0xFF, 0x7E, 0x7F, 0x40, 0x41};
 
 Rect consumeRect(FuzzedDataProvider& in, int width, int height) {
     Rect r;
@@ -72,45 +45,36 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // Background on the left, foreground on the right unless painted over.
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) mask.at(x, y) = x < width / 2 ? 0x00 : 0xFE;
-    paint(in, mask);
+    mask.paint(in, 4, 80, kMarkValues, false);
     aux.fill(in);
-    const std::vector<unsigned char> imageBytes = image.bytes;
+    image.snapshot();
 
-    QxJob job{};
-    job.imagePixels = image.data();
-    job.imageStep = image.step;
-    job.maskPixels = mask.data();
-    job.maskStep = mask.step;
-    job.auxPixels = aux.data();
-    job.auxStep = aux.step;
-    job.width = width;
-    job.height = height;
+    QxJob job = fuzz::hostJob(image, mask, nullptr, &aux);
     int last = -2;
     for (int pass = 0; pass < passes; ++pass) {
         if (pass > 0) {
-            paint(in, mask);
+            mask.paint(in, 4, 80, kMarkValues, false);
             if (in.ConsumeIntegralInRange(0, 7) == 0) rect = consumeRect(in, width, height);
         }
         job.grabX = rect.x;
         job.grabY = rect.y;
         job.grabWidth = rect.w;
         job.grabHeight = rect.h;
-        const std::vector<unsigned char> marks = mask.bytes, auxBefore = aux.bytes;
+        fuzz::snapshot(mask, aux);
         fuzz::trace("qxGrabCut %dx%d rect %d,%d %dx%d pass %d", width, height, rect.x, rect.y, rect.w, rect.h, pass);
         last = qxGrabCut(&job, in.ConsumeIntegral<int>());
         fuzz::require(fuzz::oneOf(last, {1, -2, -1, -1000, -898, -897, -888, -887, -879, -878, -877, -875, -870}),
                       "qxGrabCut returns 1 or a documented failure");
-        fuzz::require(image.bytes == imageBytes, "GrabCut never writes the image");
+        fuzz::require(image.unchanged(), "GrabCut never writes the image");
         if (last == -2) {
-            fuzz::require(mask.bytes == marks && aux.bytes == auxBefore, "a refused pass touches nothing");
+            fuzz::require(mask.unchanged() && aux.unchanged(), "a refused pass touches nothing");
             continue;
         }
-        sameOutside(mask, marks, rect, "qxGrabCut changes marks only inside its rectangle");
-        sameOutside(aux, auxBefore, rect, "qxGrabCut changes the second plane only inside its rectangle");
-        if (last != 1) continue;
-        for (int y = rect.y; y < rect.y + rect.h; ++y)
+        mask.requireSameOutside(rect, "qxGrabCut changes marks only inside its rectangle");
+        aux.requireSameOutside(rect, "qxGrabCut changes the second plane only inside its rectangle");
+        for (int y = rect.y; y < rect.y + rect.h && last == 1; ++y)
             for (int x = rect.x; x < rect.x + rect.w; ++x) {
-                const unsigned char was = marks[size_t(y) * mask.step + x], now = mask.at(x, y);
+                const unsigned char was = mask.was(x, y), now = mask.at(x, y);
                 if (was & 1) fuzz::require(now == was, "qxGrabCut gives fixed marks back exactly");
                 else fuzz::require(!(now & 1), "qxGrabCut leaves every other pixel even");
                 fuzz::require(aux.at(x, y) == now, "both planes hold the same selection");
@@ -118,31 +82,28 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
 
     if (band) {
-        const std::vector<unsigned char> marks = mask.bytes, auxBefore = aux.bytes;
+        fuzz::snapshot(mask, aux);
         qxGrabCutEdgeGen(&job, bandWidth);
-        fuzz::require(aux.bytes == auxBefore, "the band leaves the selection as it was");
-        sameOutside(mask, marks, rect, "the band stays inside the rectangle");
-        if (last == 1 && bandWidth >= 0)
-            for (int y = rect.y; y < rect.y + rect.h; ++y)
-                for (int x = rect.x; x < rect.x + rect.w; ++x) {
-                    const unsigned char v = mask.at(x, y), a = aux.at(x, y);
-                    fuzz::require(v == 0x7E || v == 0xFE || v == 0x00 || ((a & 1) && v == a),
-                                  "the band holds keep, unknown, cut and the fixed marks");
-                }
+        fuzz::require(aux.unchanged(), "the band leaves the selection as it was");
+        mask.requireSameOutside(rect, "the band stays inside the rectangle");
+        for (int y = rect.y; y < rect.y + rect.h && last == 1 && bandWidth >= 0; ++y)
+            for (int x = rect.x; x < rect.x + rect.w; ++x) {
+                const unsigned char v = mask.at(x, y), a = aux.at(x, y);
+                fuzz::require(v == 0x7E || v == 0xFE || v == 0x00 || ((a & 1) && v == a),
+                              "the band holds keep, unknown, cut and the fixed marks");
+            }
     }
 
-    const std::vector<unsigned char> marks = mask.bytes, auxBefore = aux.bytes;
+    fuzz::snapshot(mask, aux);
     qxGrabCutDeleteBuf(&job);
-    job.grabCutSession = nullptr;
-    sameOutside(mask, marks, rect, "the end of the session changes marks only inside the rectangle");
-    sameOutside(aux, auxBefore, rect, "the end of the session changes the second plane only inside the rectangle");
-    if (last == 1)
-        for (int y = rect.y; y < rect.y + rect.h; ++y)
-            for (int x = rect.x; x < rect.x + rect.w; ++x) {
-                const unsigned char was = marks[size_t(y) * mask.step + x], now = mask.at(x, y);
-                const unsigned char want = was <= 0x01 ? 0x01 : was >= 0xFE ? 0xFF : (was & 0xFE);
-                fuzz::require(now == want, "the end of the session fixes certain pixels");
-                fuzz::require(aux.at(x, y) == now, "the fixed marks are copied to the second plane");
-            }
+    mask.requireSameOutside(rect, "the end of the session changes marks only inside the rectangle");
+    aux.requireSameOutside(rect, "the end of the session changes the second plane only inside the rectangle");
+    for (int y = rect.y; y < rect.y + rect.h && last == 1; ++y)
+        for (int x = rect.x; x < rect.x + rect.w; ++x) {
+            const unsigned char was = mask.was(x, y), now = mask.at(x, y);
+            const unsigned char want = was <= 0x01 ? 0x01 : was >= 0xFE ? 0xFF : (was & 0xFE);
+            fuzz::require(now == want, "the end of the session fixes certain pixels");
+            fuzz::require(aux.at(x, y) == now, "the fixed marks are copied to the second plane");
+        }
     return 0;
 }

@@ -10,10 +10,7 @@
 // that on success fixed marks come back exactly (0xFF and 0x01 with their
 // source colour on the tile roads), solved pixels are even, and an edit only
 // removes (mode 0) or only adds (mode 1).
-#include <algorithm>
-
 #include "fuzz_support.h"
-#include "qxmatte.h"
 
 // The memory budget is the machine's; here the input chooses it, so that the
 // local road goes through every pyramid depth and block layout while each
@@ -25,29 +22,17 @@ int memoryBudgetK() { return fuzzBudgetK; }
 
 namespace {
 
-struct Rect {
-    int x, y, w, h;
-    bool contains(int px, int py) const { return px >= x && px < x + w && py >= y && py < y + h; }
-};
+using fuzz::Rect;
 
-// A few rectangles of mark values, soft and fixed, over a base value, or
-// raw bytes from the input.
+// A base value with a few rectangles of mark values, soft and fixed, or raw
+// bytes from the input.
 void paintMarks(FuzzedDataProvider& in, fuzz::HostImage& mask) {
     static const unsigned char values[] = {0x00, 0x01, 0xFE, 0xFF, 0x7E, 0x7F, 0x80, 0x41};
     if (in.ConsumeIntegralInRange(0, 5) == 0) return mask.fill(in);
     const unsigned char base = values[in.ConsumeIntegralInRange(0, 7)];
     for (int y = 0; y < mask.height; ++y)
         for (int x = 0; x < mask.width; ++x) mask.at(x, y) = base;
-    const int n = in.ConsumeIntegralInRange(0, 6);
-    for (int i = 0; i < n; ++i) {
-        const int x0 = in.ConsumeIntegralInRange(0, mask.width - 1), y0 = in.ConsumeIntegralInRange(0, mask.height - 1);
-        const int x1 = std::min(mask.width, x0 + in.ConsumeIntegralInRange(1, 120));
-        const int y1 = std::min(mask.height, y0 + in.ConsumeIntegralInRange(1, 120));
-        const unsigned char v = in.ConsumeBool() ? values[in.ConsumeIntegralInRange(0, 7)]
-                                                 : in.ConsumeIntegral<unsigned char>();
-        for (int y = y0; y < y1; ++y)
-            for (int x = x0; x < x1; ++x) mask.at(x, y) = v;
-    }
+    mask.paint(in, 6, 120, values, true);
 }
 
 Rect consumeRect(FuzzedDataProvider& in, int width, int height) {
@@ -70,17 +55,6 @@ int consumeBudget(FuzzedDataProvider& in) {
         case 2: return in.ConsumeIntegralInRange(6000, 200000);
         default: return 3500000;
     }
-}
-
-int progressCalls = 0;
-int checkProgress(int value, int total, void*) {
-    fuzz::require(total > 0 && value >= 0 && value <= total, "progress stays within its total");
-    ++progressCalls;
-    return 1;
-}
-
-size_t at(const fuzz::HostImage& p, int x, int y, int c = 0) {
-    return size_t(y) * p.step + size_t(x) * p.channels + c;
 }
 
 }  // namespace
@@ -110,71 +84,47 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             aux.at(x, y) = auxAgrees ? (noise & 0xFE) | (mask.at(x, y) & 1) : noise;
         }
 
-    const std::vector<unsigned char> imageBefore = image.bytes, outBefore = out.bytes, marks = mask.bytes,
-                                     auxBefore = aux.bytes;
-    QxJob job{};
-    job.imagePixels = image.data();
-    job.imageStep = image.step;
-    job.maskPixels = mask.data();
-    job.maskStep = mask.step;
-    job.outPixels = out.data();
-    job.outStep = out.step;
-    job.auxPixels = aux.data();
-    job.auxStep = aux.step;
-    job.width = w;
-    job.height = h;
-    job.roiX = rect.x;
-    job.roiY = rect.y;
-    job.roiWidth = rect.w;
-    job.roiHeight = rect.h;
-    job.roiBorder = border;
+    fuzz::snapshot(image, out, mask, aux);
+    QxJob job = fuzz::hostJob(image, mask, &out, &aux);
+    fuzz::setRoi(job, rect, border);
     job.recoverColors = recoverColours;
     job.keepCutMode = mode;
-    progressCalls = 0;
-    if (progress) {
-        job.progressCallback = checkProgress;
-        job.progressCookie = &progressCalls;
-    }
+    fuzz::Progress bar{1};  // a positive total
+    job.progressCallback = progress ? fuzz::Progress::tick : nullptr;
+    job.progressCookie = &bar;
     fuzz::trace("qxKeepCutToAlpha %dx%d rect %d,%d %dx%d border %d mode %d fullSize %d colours %d budget %d aux %d",
                 w, h, rect.x, rect.y, rect.w, rect.h, border, mode, fullSize, int(recoverColours), qx::fuzzBudgetK,
                 int(auxAgrees));
     const int rc = qxKeepCutToAlpha(&job, fullSize);
     fuzz::require(fuzz::oneOf(rc, {1, -3, -5, -1, 102, 103, 112, 113, 121, 122, 123, 125, 130, -1000}),
                   "qxKeepCutToAlpha returns 1 or a documented failure");
-    fuzz::require(image.bytes == imageBefore && aux.bytes == auxBefore, "the image and the host's marks are only read");
-    fuzz::require(mask.gapsIntact() && out.gapsIntact(), "keep/cut writes only inside the planes' rows");
+    fuzz::require(image.unchanged() && aux.unchanged(), "the image and the host's marks are only read");
     if (rc == -3) {
-        fuzz::require(mask.bytes == marks && out.bytes == outBefore, "a refused job touches nothing");
-        fuzz::require(progressCalls == 0, "a refused job shows no progress");
+        fuzz::require(mask.unchanged() && out.unchanged() && bar.calls == 0, "a refused job touches nothing");
         return 0;
     }
+    mask.requireSameOutside(rect, "marks outside the rectangle are untouched");
+    out.requireSameOutside(rect, "the result outside the rectangle is untouched");
 
     const bool edit = border != 0;  // every rectangle here is small enough for the local road
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
-            const size_t m = at(mask, x, y), o = at(out, x, y);
-            const unsigned char was = marks[m], now = mask.bytes[m];
-            if (!rect.contains(x, y)) {
-                fuzz::require(now == was, "marks outside the rectangle are untouched");
-                for (int c = 0; c < 4; ++c)
-                    fuzz::require(out.bytes[o + c] == outBefore[o + c], "the result outside the rectangle is untouched");
-                continue;
-            }
+            if (!rect.contains(x, y)) continue;  // (checked above)
+            const unsigned char was = mask.was(x, y), now = mask.at(x, y);
             const bool handsOver = was == 0xFF || was == 0x01;
-            if (out.bytes[o + 3] != outBefore[o + 3])
-                fuzz::require(handsOver && out.bytes[o + 3] == image.bytes[at(image, x, y, 3)],
+            if (out.at(x, y, 3) != out.was(x, y, 3))
+                fuzz::require(handsOver && out.at(x, y, 3) == image.at(x, y, 3),
                               "byte 3 of the result is only ever the source pixel's under a 0xFF or 0x01 mark");
             if (rc != 1) {
-                fuzz::require((now & 1) == (aux.bytes[at(aux, x, y)] & 1), "a failure gives the host its mark bits back");
+                fuzz::require((now & 1) == (aux.at(x, y) & 1), "a failure gives the host its mark bits back");
                 continue;
             }
             if (edit && !auxAgrees) continue;
             if (was & 1) {
                 fuzz::require(now == was, "fixed marks come back exactly");
-                if (handsOver && !edit)
-                    for (int c = recoverColours ? 3 : 0; c < 4; ++c)
-                        fuzz::require(out.bytes[o + c] == image.bytes[at(image, x, y, c)],
-                                      "0xFF and 0x01 hand their source pixel to the result");
+                for (int c = recoverColours ? 3 : 0; c < 4 && handsOver && !edit; ++c)
+                    fuzz::require(out.at(x, y, c) == image.at(x, y, c),
+                                  "0xFF and 0x01 hand their source pixel to the result");
                 continue;
             }
             fuzz::require(!(now & 1), "solved pixels are even");

@@ -7,22 +7,6 @@
 // rows are never written, and that 0 and 255 come back only where the host
 // marked exactly that value.
 #include "fuzz_support.h"
-#include "qxmatte.h"
-
-namespace {
-
-struct Bar {
-    int calls = 0;
-};
-
-int onProgress(int value, int total, void* cookie) {
-    fuzz::require(total == 130, "qxMaskAlpha's progress total is 130");
-    fuzz::require(value >= 0 && value <= total, "progress stays within its total");
-    ++static_cast<Bar*>(cookie)->calls;
-    return 1;
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzedDataProvider in(data, size);
@@ -56,8 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 m = (m % 7 == 0) ? m : (x * 3 < w * (markStyle + 1) ? 0 : 255);
             }
     }
-    const std::vector<unsigned char> hostMarks = marks.bytes;
-    std::vector<unsigned char> planeBytes[3] = {planes[0].bytes, planes[1].bytes, planes[2].bytes};
+    fuzz::snapshot(planes[0], planes[1], planes[2], marks);
 
     int unknown = 0;
     for (int y = 0; y < h; ++y)
@@ -65,7 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const float estimate = estimateKind == 0 ? wildEstimate : static_cast<float>(unknown);
 
     unsigned char* planePointers[3] = {planes[0].data(), planes[1].data(), planes[2].data()};
-    Bar bar;
+    fuzz::Progress bar{130, 130};
     QxMaskJob job{};
     job.planes = planePointers;
     job.planeStep = planes[0].step;
@@ -73,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     job.marksStep = marks.step;
     job.width = w;
     job.height = h;
-    job.progressCallback = withProgress ? onProgress : nullptr;
+    job.progressCallback = withProgress ? fuzz::Progress::tick : nullptr;
     job.progressCookie = withProgress ? &bar : nullptr;
     fuzz::trace("qxMaskAlpha %dx%d steps %d/%d estimate %g in %d..%d out %d..%d unknown %d", w, h, job.planeStep,
                 job.marksStep, double(estimate), inLow, inHigh, outLow, outHigh, unknown);
@@ -81,12 +64,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int rc = qxMaskAlpha(&job, 0, estimate, inHigh, inLow, outHigh, outLow);
     fuzz::require(fuzz::oneOf(rc, {1, -1000, -1001, -1005, -898, -897, -888, -887, -879, -878, -877, -875, -870}),
                   "qxMaskAlpha returns 1 or a documented failure");
-    for (int i = 0; i < 3; ++i) fuzz::require(planes[i].bytes == planeBytes[i], "qxMaskAlpha never writes a plane");
+    for (const fuzz::HostImage& p : planes) fuzz::require(p.unchanged(), "qxMaskAlpha never writes a plane");
     fuzz::require(marks.gapsIntact(), "qxMaskAlpha writes only inside the mask's rows");
     if (rc != 1) return 0;
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
-            const unsigned char a = marks.at(x, y), m = hostMarks[size_t(y) * marks.step + x];
+            const unsigned char a = marks.at(x, y), m = marks.was(x, y);
             if (a == 0) fuzz::require(m == 0, "alpha 0 only where the host marked 0");
             if (a == 255) fuzz::require(m == 255, "alpha 255 only where the host marked 255");
         }

@@ -6,11 +6,14 @@
 
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <initializer_list>
 #include <vector>
+
+#include "qxmatte.h"
 
 namespace fuzz {
 
@@ -35,17 +38,21 @@ void trace(const char* format, Args... args) {
 }
 
 inline bool oneOf(int value, std::initializer_list<int> allowed) {
-    for (int a : allowed)
-        if (a == value) return true;
-    return false;
+    return std::find(allowed.begin(), allowed.end(), value) != allowed.end();
 }
+
+struct Rect {
+    int x, y, w, h;
+    bool contains(int px, int py) const { return px >= x && px < x + w && py >= y && py < y + h; }
+};
 
 // A host image: width x height pixels of `channels` bytes, rows `step` apart,
 // with the bytes between rows (when step exceeds the row) filled with a
-// pattern that no export may change.
+// pattern that no export may change. `before` is the copy snapshot() took,
+// for the checks after a call.
 struct HostImage {
     int width = 0, height = 0, channels = 1, step = 0;
-    std::vector<unsigned char> bytes;
+    std::vector<unsigned char> bytes, before;
 
     HostImage(int w, int h, int c, int extraStep) : width(w), height(h), channels(c), step(w * c + extraStep) {
         bytes.assign(static_cast<size_t>(step) * (h - 1) + static_cast<size_t>(w) * c, 0);
@@ -54,17 +61,35 @@ struct HostImage {
     }
 
     unsigned char* data() { return bytes.data(); }
-    unsigned char* row(int y) { return bytes.data() + static_cast<size_t>(y) * step; }
-    unsigned char& at(int x, int y, int c = 0) { return row(y)[x * channels + c]; }
+    size_t index(int x, int y, int c = 0) const { return size_t(y) * step + size_t(x) * channels + c; }
+    unsigned char& at(int x, int y, int c = 0) { return bytes[index(x, y, c)]; }
+    unsigned char was(int x, int y, int c = 0) const { return before[index(x, y, c)]; }
     bool inGap(size_t i) const { return static_cast<int>(i % step) >= width * channels; }
+    void snapshot() { before = bytes; }
+    bool unchanged() const { return bytes == before; }
 
     // Pixel bytes from the input; once the input runs dry, a pattern that
     // still has edges and both mark values in it.
     void fill(FuzzedDataProvider& in) {
         for (int y = 0; y < height; ++y)
             for (int x = 0; x < width * channels; ++x)
-                row(y)[x] = in.remaining_bytes() ? in.ConsumeIntegral<unsigned char>()
-                                                 : static_cast<unsigned char>((x * 37 + y * 101) & 0xFF);
+                bytes[index(0, y, x)] = in.remaining_bytes() ? in.ConsumeIntegral<unsigned char>()
+                                                             : static_cast<unsigned char>((x * 37 + y * 101) & 0xFF);
+    }
+
+    // Up to maxCount rectangles (sides 1 to maxSide) of one-byte marks, each
+    // one of `values`, or with anyByte sometimes any byte at all.
+    void paint(FuzzedDataProvider& in, int maxCount, int maxSide, const unsigned char (&values)[8], bool anyByte) {
+        const int n = in.ConsumeIntegralInRange(0, maxCount);
+        for (int i = 0; i < n; ++i) {
+            const int x0 = in.ConsumeIntegralInRange(0, width - 1), y0 = in.ConsumeIntegralInRange(0, height - 1);
+            const int x1 = std::min(width, x0 + in.ConsumeIntegralInRange(1, maxSide));
+            const int y1 = std::min(height, y0 + in.ConsumeIntegralInRange(1, maxSide));
+            const unsigned char v = !anyByte || in.ConsumeBool() ? values[in.ConsumeIntegralInRange(0, 7)]
+                                                                 : in.ConsumeIntegral<unsigned char>();
+            for (int y = y0; y < y1; ++y)
+                for (int x = x0; x < x1; ++x) at(x, y) = v;
+        }
     }
 
     // The padding between rows is as it was made.
@@ -73,7 +98,35 @@ struct HostImage {
             if (inGap(i) && bytes[i] != static_cast<unsigned char>(0xA5 ^ i)) return false;
         return true;
     }
+
+    // Every byte of the pixels outside r is as at the snapshot, and so is the
+    // padding between rows.
+    void requireSameOutside(const Rect& r, const char* what) const {
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
+                for (int c = 0; c < channels && !r.contains(x, y); ++c)
+                    require(bytes[index(x, y, c)] == before[index(x, y, c)], what);
+        require(gapsIntact(), "an export writes only inside the rows of a plane");
+    }
+
+    // Every byte that differs from the snapshot passes ok(was, now).
+    template <class Ok>
+    void requireChanges(Ok ok, const char* what) const {
+        for (size_t i = 0; i < bytes.size(); ++i)
+            if (bytes[i] != before[i]) require(ok(before[i], bytes[i]), what);
+    }
+
+    // Channel c of every pixel is as at the snapshot.
+    void requireChannelKept(int c, const char* what) const {
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x) require(bytes[index(x, y, c)] == before[index(x, y, c)], what);
+    }
 };
+
+template <class... Images>
+void snapshot(Images&... images) {
+    (images.snapshot(), ...);
+}
 
 // Image sizes within the host's contract: 1 to maxSide pixels a side, at most
 // maxArea pixels, and a row step of the row size plus 0 to 15 bytes.
@@ -98,5 +151,43 @@ inline int consumeCoordinate(FuzzedDataProvider& in, int side) {
         default: return in.ConsumeIntegralInRange(-8, side + 8);
     }
 }
+
+// A job record over the host's image and mask, and the result image and
+// second plane when given.
+inline QxJob hostJob(HostImage& image, HostImage& mask, HostImage* out = nullptr, HostImage* aux = nullptr) {
+    QxJob job{};
+    job.imagePixels = image.data();
+    job.imageStep = image.step;
+    job.maskPixels = mask.data();
+    job.maskStep = mask.step;
+    job.outPixels = out ? out->data() : nullptr;
+    job.outStep = out ? out->step : 0;
+    job.auxPixels = aux ? aux->data() : nullptr;
+    job.auxStep = aux ? aux->step : 0;
+    job.width = image.width;
+    job.height = image.height;
+    return job;
+}
+
+inline void setRoi(QxJob& job, const Rect& r, int border) {
+    job.roiX = r.x;
+    job.roiY = r.y;
+    job.roiWidth = r.w;
+    job.roiHeight = r.h;
+    job.roiBorder = border;
+}
+
+// A progress bar for the cookie: counts its calls and checks each stays
+// within its total, and that the total is one the export may use.
+struct Progress {
+    int minTotal = 0, maxTotal = INT_MAX, calls = 0;
+    static int tick(int value, int total, void* cookie) {
+        Progress& bar = *static_cast<Progress*>(cookie);
+        require(total >= bar.minTotal && total <= bar.maxTotal, "progress has its export's total");
+        require(value >= 0 && value <= total, "progress stays within its total");
+        ++bar.calls;
+        return 1;
+    }
+};
 
 }  // namespace fuzz
