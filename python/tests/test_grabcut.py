@@ -72,29 +72,24 @@ def test_session_strokes_selection_and_closing():
     gc.collect()
 
 
-@pytest.mark.parametrize("rect, message", [
-    ((200, 0, 100, 100), r"rect \(200, 0, 100, 100\) is not inside the 240 x 200 image"),
-    ((0, 0, 0, 50), "not inside"),
-    ((1, 2, 3), r"rect must be \(x, y, width, height\)"),
-    ((0.5, 0, 10, 10), "rect must hold integers"),
-    ((100, 80, 20, 20), "rect 20 x 20 is too small for GrabCut"),
-    ((0, 0, 240, 12), "rect 240 x 12 is too small"),
+@pytest.mark.parametrize("kwargs, message", [
+    ({"rect": (200, 0, 100, 100)}, r"rect \(200, 0, 100, 100\) is not inside the 240 x 200 image"),
+    ({"rect": (0, 0, 0, 50)}, "not inside"),
+    ({"rect": (1, 2, 3)}, r"rect must be \(x, y, width, height\)"),
+    ({"rect": (0.5, 0, 10, 10)}, "rect must hold integers"),
+    ({"rect": (100, 80, 20, 20)}, "rect 20 x 20 is too small for GrabCut"),
+    ({"rect": (0, 0, 240, 12)}, "rect 240 x 12 is too small"),
+    ({"marks": np.zeros((10, 10), np.uint8)}, "marks and image differ|image and marks differ"),
+    ({"iterations": 0}, "iterations"),
+    ({"band": -1}, "band"),
 ])
-def test_bad_rectangles_are_value_errors(rect, message):
-    image, _ = scene()
+def test_bad_arguments_are_value_errors(kwargs, message):
     with pytest.raises(ValueError, match=message):
-        qxmatte.grabcut(image, rect)
+        qxmatte.grabcut(scene()[0], **kwargs)
 
 
-def test_other_bad_arguments():
-    image, _ = scene()
-    with pytest.raises(ValueError, match="marks and image differ|image and marks differ"):
-        qxmatte.grabcut(image, marks=np.zeros((10, 10), np.uint8))
-    with pytest.raises(ValueError, match="iterations"):
-        qxmatte.grabcut(image, iterations=0)
-    with pytest.raises(ValueError, match="band"):
-        qxmatte.grabcut(image, band=-1)
-    with qxmatte.GrabCut(image) as session, pytest.raises(ValueError, match="radius"):
+def test_bad_session_arguments():
+    with qxmatte.GrabCut(scene()[0]) as session, pytest.raises(ValueError, match="radius"):
         session.keep((1, 1), radius=-1)
     with pytest.raises(ValueError, match="too small or too large for a GrabCut session"):
         qxmatte.GrabCut(np.zeros((10, 3300, 3), np.uint8))

@@ -60,7 +60,6 @@ void desaturate(FuzzedDataProvider& in) {
                                  amount) == 1,
                   "qxDesaturation returns 1");
     fuzz::require(alpha.unchanged(), "qxDesaturation never writes the alpha plane");
-    fuzz::require(image.gapsIntact(), "qxDesaturation writes only inside the image's rows");
     image.requireChannelKept(3, "qxDesaturation never writes byte 3");
     for (int y = 0; y < s.height; ++y)
         for (int x = 0; x < s.width; ++x)

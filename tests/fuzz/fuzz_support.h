@@ -116,10 +116,12 @@ struct HostImage {
             if (bytes[i] != before[i]) require(ok(before[i], bytes[i]), what);
     }
 
-    // Channel c of every pixel is as at the snapshot.
+    // Channel c of every pixel is as at the snapshot, and so is the padding
+    // between rows.
     void requireChannelKept(int c, const char* what) const {
         for (int y = 0; y < height; ++y)
             for (int x = 0; x < width; ++x) require(bytes[index(x, y, c)] == before[index(x, y, c)], what);
+        require(gapsIntact(), "an export writes only inside the rows of a plane");
     }
 };
 
