@@ -66,7 +66,7 @@ TEST(ScaledArithmetic, ChannelsOfThreeAndFourBytePixels) {
     EXPECT_EQ(V(rgba), (std::vector<Ipp8u>{10, 0, 255, 77, 1, 0, 0, 78}));
 }
 
-TEST(ByteLogic, CompareLutMaskAndBitwise) {
+TEST(ByteLogic, CompareLutAndBitwise) {
     const Ipp8u src[5] = {0, 99, 100, 101, 255};
     for (int op = 0; op < 5; ++op) {
         Ipp8u dst[5];
