@@ -39,26 +39,6 @@ bool divRowI(const Ipp32f* __restrict a, Ipp32f* __restrict sd, int n) {
     return zeros != 0;
 }
 
-// d = sqrt(s) with the hardware square root (a NaN for negative inputs and no
-// library call). Returns whether any input was negative.
-bool sqrtRow(const Ipp32f* s, Ipp32f* d, int n) {
-    const __m128 zero = _mm_setzero_ps();
-    __m128 negative = zero;
-    int i = 0;
-    for (; i + 4 <= n; i += 4) {
-        const __m128 v = _mm_loadu_ps(s + i);
-        negative = _mm_or_ps(negative, _mm_cmplt_ps(v, zero));
-        _mm_storeu_ps(d + i, _mm_sqrt_ps(v));
-    }
-    bool any = _mm_movemask_ps(negative) != 0;
-    for (; i < n; ++i) {
-        const __m128 v = _mm_set_ss(s[i]);
-        any |= s[i] < 0.0f;
-        d[i] = _mm_cvtss_f32(_mm_sqrt_ss(v));
-    }
-    return any;
-}
-
 QX_ROW_KERNEL void addProductRow(const Ipp8u* __restrict a, const Ipp8u* __restrict b, Ipp32f* __restrict sd,
                                  int n) {
     // The product of two bytes is exact in float, so this is srcDst + a*b
@@ -101,19 +81,6 @@ IppStatus ippiMulC_32f_C1IR(Ipp32f value, Ipp32f* pSrcDst, int step, int w, int 
     return inPlaceUnary(pSrcDst, step, w, h, [value](Ipp32f* d, int n) {
         for (int i = 0; i < n; ++i) d[i] *= value;
     });
-}
-
-IppStatus ippiAbs_32f_C1IR(Ipp32f* pSrcDst, int step, int w, int h) {
-    return inPlaceUnary(pSrcDst, step, w, h, [](Ipp32f* d, int n) {
-        for (int i = 0; i < n; ++i) d[i] = std::fabs(d[i]);
-    });
-}
-
-IppStatus ippiSqrt_32f_C1R(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep, int w, int h) {
-    if (IppStatus st = roi::check2(pSrc, srcStep, 4, pDst, dstStep, 4, w, h)) return st;
-    bool negative = false;
-    for (int y = 0; y < h; ++y) negative |= sqrtRow(roi::row(pSrc, srcStep, y), roi::row(pDst, dstStep, y), w);
-    return negative ? ippStsSqrtNegArg : ippStsNoErr;
 }
 
 IppStatus ippiThreshold_GT_32f_C1IR(Ipp32f* pSrcDst, int step, int w, int h, Ipp32f threshold) {

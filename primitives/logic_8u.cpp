@@ -43,14 +43,6 @@ void orRowI(const Ipp8u* __restrict a, Ipp8u* __restrict sd, int n) {
     for (int i = 0; i < n; ++i) sd[i] |= a[i];
 }
 
-void setMaskedRow(Ipp8u v, Ipp8u* __restrict d, const Ipp8u* __restrict m, int n) {
-    // Blend with an all-ones/all-zeros mask: branch-free, so it vectorises.
-    for (int i = 0; i < n; ++i) {
-        const Ipp8u keep = static_cast<Ipp8u>(-(m[i] != 0));
-        d[i] = static_cast<Ipp8u>((v & keep) | (d[i] & ~keep));
-    }
-}
-
 template <class Row>
 IppStatus inPlaceLogic(const Ipp8u* pSrc, int srcStep, Ipp8u* pSrcDst, int srcDstStep, int w, int h, Row rowFn) {
     if (IppStatus st = roi::check2(pSrc, srcStep, 1, pSrcDst, srcDstStep, 1, w, h)) return st;
@@ -87,12 +79,6 @@ IppStatus ippiCompareC_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u value, Ipp8u
 IppStatus ippiSet_8u_C1R(Ipp8u value, Ipp8u* pDst, int dstStep, int w, int h) {
     if (IppStatus st = roi::check1(pDst, dstStep, 1, w, h)) return st;
     for (int y = 0; y < h; ++y) std::memset(roi::row(pDst, dstStep, y), value, static_cast<std::size_t>(w));
-    return ippStsNoErr;
-}
-
-IppStatus ippiSet_8u_C1MR(Ipp8u value, Ipp8u* pDst, int dstStep, int w, int h, const Ipp8u* pMask, int maskStep) {
-    if (IppStatus st = roi::check2(pDst, dstStep, 1, pMask, maskStep, 1, w, h)) return st;
-    for (int y = 0; y < h; ++y) setMaskedRow(value, roi::row(pDst, dstStep, y), roi::row(pMask, maskStep, y), w);
     return ippStsNoErr;
 }
 

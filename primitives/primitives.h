@@ -28,12 +28,9 @@ constexpr IppStatus ippStsOutOfRangeErr = -11;
 constexpr IppStatus ippStsStepErr = -14;
 constexpr IppStatus ippStsThresholdErr = -13;  // range with max not above min
 constexpr IppStatus ippStsMaskSizeErr = -33;
-constexpr IppStatus ippStsStrideMatrixErr = -182;
 constexpr IppStatus ippStsSingularErr = -195;
-constexpr IppStatus ippStsSizeMatchMatrixErr = -204;
 constexpr IppStatus ippStsAnchorErr = -34;
 constexpr IppStatus ippStsStepMarginErr = -37;  // step too small for the filter's margin
-constexpr IppStatus ippStsSqrtNegArg = 3;
 constexpr IppStatus ippStsDivByZero = 6;
 
 // Comparison operations of ippiCompareC.
@@ -103,7 +100,6 @@ IppStatus ippiAndC_8u_C1IR(Ipp8u value, Ipp8u* pSrcDst, int step, int w, int h);
 IppStatus ippiCompareC_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u value, Ipp8u* pDst, int dstStep, int w, int h,
                               int op);
 IppStatus ippiSet_8u_C1R(Ipp8u value, Ipp8u* pDst, int dstStep, int w, int h);
-IppStatus ippiSet_8u_C1MR(Ipp8u value, Ipp8u* pDst, int dstStep, int w, int h, const Ipp8u* pMask, int maskStep);
 IppStatus ippiLUTPalette_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, int w, int h,
                                 const Ipp8u* pTable, int nBitSize);
 
@@ -124,7 +120,6 @@ IppStatus ippiCopy_8u_C4MR(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstS
 
 // ---- Statistics -------------------------------------------------------------
 IppStatus ippiSum_8u_C1R(const Ipp8u* pSrc, int step, int w, int h, Ipp64f* pSum);
-IppStatus ippiSum_32f_C1R(const Ipp32f* pSrc, int step, int w, int h, Ipp64f* pSum, int hint);
 IppStatus ippiMean_8u_C1R(const Ipp8u* pSrc, int step, int w, int h, Ipp64f* pMean);
 IppStatus ippiMean_8u_C3R(const Ipp8u* pSrc, int step, int w, int h, Ipp64f mean[3]);
 
@@ -135,8 +130,6 @@ IppStatus ippiMul_32f_C1IR(const Ipp32f* pSrc, int srcStep, Ipp32f* pSrcDst, int
 // srcDst / src; a zero divisor gives +-inf (NaN for 0/0) and status 6.
 IppStatus ippiDiv_32f_C1IR(const Ipp32f* pSrc, int srcStep, Ipp32f* pSrcDst, int srcDstStep, int w, int h);
 IppStatus ippiMulC_32f_C1IR(Ipp32f value, Ipp32f* pSrcDst, int step, int w, int h);
-IppStatus ippiAbs_32f_C1IR(Ipp32f* pSrcDst, int step, int w, int h);
-IppStatus ippiSqrt_32f_C1R(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep, int w, int h);
 IppStatus ippiThreshold_GT_32f_C1IR(Ipp32f* pSrcDst, int step, int w, int h, Ipp32f threshold);
 IppStatus ippiThreshold_LT_32f_C1IR(Ipp32f* pSrcDst, int step, int w, int h, Ipp32f threshold);
 IppStatus ippiAddProduct_8u32f_C1IR(const Ipp8u* pSrc1, int src1Step, const Ipp8u* pSrc2, int src2Step,
@@ -190,26 +183,7 @@ IppStatus ippiFloodFill_Range8Con_8u_C1IR(Ipp8u* pImage, int step, int w, int h,
                                           Ipp8u newValue, Ipp8u minDelta, Ipp8u maxDelta,
                                           IppiConnectedComp* pRegion, Ipp8u* pBuffer);
 
-// ---- Small matrices (strides in bytes: between rows, between elements) -----
-IppStatus ippmMul_mm_64f(const Ipp64f* pSrc1, int src1Stride1, int src1Stride2, int src1Width, int src1Height,
-                         const Ipp64f* pSrc2, int src2Stride1, int src2Stride2, int src2Width, int src2Height,
-                         Ipp64f* pDst, int dstStride1, int dstStride2);
-IppStatus ippmMul_tm_64f(const Ipp64f* pSrc1, int src1Stride1, int src1Stride2, int src1Width, int src1Height,
-                         const Ipp64f* pSrc2, int src2Stride1, int src2Stride2, int src2Width, int src2Height,
-                         Ipp64f* pDst, int dstStride1, int dstStride2);
-IppStatus ippmInvert_m_64f(const Ipp64f* pSrc, int srcStride1, int srcStride2, Ipp64f* pBuffer, Ipp64f* pDst,
-                           int dstStride1, int dstStride2, int widthHeight);
-
 // ---- Vectors -----------------------------------------------------------------
-IppStatus ippsDotProd_64f(const Ipp64f* pSrc1, const Ipp64f* pSrc2, int len, Ipp64f* pDp);
-IppStatus ippsMean_64f(const Ipp64f* pSrc, int len, Ipp64f* pMean);
-IppStatus ippsAddC_64f_I(Ipp64f value, Ipp64f* pSrcDst, int len);
-IppStatus ippsSubC_64f_I(Ipp64f value, Ipp64f* pSrcDst, int len);
-IppStatus ippsMulC_64f_I(Ipp64f value, Ipp64f* pSrcDst, int len);
 IppStatus ippsConvert_64f32f(const Ipp64f* pSrc, Ipp32f* pDst, int len);
-// Ascending sort in place; pDstIdx receives each element's position before
-// the sort. Not stable.
-IppStatus ippsSortIndexAscend_32s_I(int32_t* pSrcDst, int* pDstIdx, int len);
-IppStatus ippsSortIndexAscend_64f_I(Ipp64f* pSrcDst, int* pDstIdx, int len);
 
 }  // namespace qx

@@ -15,19 +15,6 @@ std::uint32_t byteRowSum(const Ipp8u* s, int n) {
     return sum;
 }
 
-// Sum of a float row in double precision. Eight interleaved partial sums
-// keep the adds independent (and vectorisable) with a fixed, deterministic
-// order; double accumulators leave the result as accurate as a serial sum.
-double floatRowSum(const Ipp32f* s, int n) {
-    double part[8] = {0, 0, 0, 0, 0, 0, 0, 0};
-    int i = 0;
-    for (; i + 8 <= n; i += 8)
-        for (int k = 0; k < 8; ++k) part[k] += static_cast<double>(s[i + k]);
-    double sum = ((part[0] + part[4]) + (part[1] + part[5])) + ((part[2] + part[6]) + (part[3] + part[7]));
-    for (; i < n; ++i) sum += static_cast<double>(s[i]);
-    return sum;
-}
-
 }  // namespace
 
 IppStatus ippiSum_8u_C1R(const Ipp8u* pSrc, int step, int w, int h, Ipp64f* pSum) {
@@ -36,15 +23,6 @@ IppStatus ippiSum_8u_C1R(const Ipp8u* pSrc, int step, int w, int h, Ipp64f* pSum
     std::uint64_t total = 0;
     for (int y = 0; y < h; ++y) total += byteRowSum(roi::row(pSrc, step, y), w);
     *pSum = static_cast<double>(total);
-    return ippStsNoErr;
-}
-
-IppStatus ippiSum_32f_C1R(const Ipp32f* pSrc, int step, int w, int h, Ipp64f* pSum, int /*hint*/) {
-    if (!pSum) return ippStsNullPtrErr;
-    if (IppStatus st = roi::check1(pSrc, step, 4, w, h)) return st;
-    double total = 0;
-    for (int y = 0; y < h; ++y) total += floatRowSum(roi::row(pSrc, step, y), w);
-    *pSum = total;
     return ippStsNoErr;
 }
 

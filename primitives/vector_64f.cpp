@@ -1,4 +1,4 @@
-// Operations on vectors of doubles.
+// Conversion of a vector of doubles to floats.
 #include <cfloat>
 
 #include "primitives/primitives.h"
@@ -13,42 +13,6 @@ IppStatus checkVector(const void* p, int len) {
 }
 
 }  // namespace
-
-IppStatus ippsDotProd_64f(const Ipp64f* pSrc1, const Ipp64f* pSrc2, int len, Ipp64f* pDp) {
-    if (!pSrc2 || !pDp) return ippStsNullPtrErr;
-    if (IppStatus st = checkVector(pSrc1, len)) return st;
-    double sum = 0;
-    for (int i = 0; i < len; ++i) sum += pSrc1[i] * pSrc2[i];
-    *pDp = sum;
-    return ippStsNoErr;
-}
-
-IppStatus ippsMean_64f(const Ipp64f* pSrc, int len, Ipp64f* pMean) {
-    if (!pMean) return ippStsNullPtrErr;
-    if (IppStatus st = checkVector(pSrc, len)) return st;
-    double sum = 0;
-    for (int i = 0; i < len; ++i) sum += pSrc[i];
-    *pMean = sum / len;
-    return ippStsNoErr;
-}
-
-IppStatus ippsAddC_64f_I(Ipp64f value, Ipp64f* pSrcDst, int len) {
-    if (IppStatus st = checkVector(pSrcDst, len)) return st;
-    for (int i = 0; i < len; ++i) pSrcDst[i] += value;
-    return ippStsNoErr;
-}
-
-IppStatus ippsSubC_64f_I(Ipp64f value, Ipp64f* pSrcDst, int len) {
-    if (IppStatus st = checkVector(pSrcDst, len)) return st;
-    for (int i = 0; i < len; ++i) pSrcDst[i] -= value;
-    return ippStsNoErr;
-}
-
-IppStatus ippsMulC_64f_I(Ipp64f value, Ipp64f* pSrcDst, int len) {
-    if (IppStatus st = checkVector(pSrcDst, len)) return st;
-    for (int i = 0; i < len; ++i) pSrcDst[i] *= value;
-    return ippStsNoErr;
-}
 
 // Values beyond the float range (infinities included) become +-FLT_MAX; a
 // NaN stays a NaN.

@@ -143,7 +143,9 @@ TEST(MaskAlpha, RefusalsWriteNothingAndHugeEstimatesStillSolve) {
         if (r.step) j.job.marksStep = r.step;
         if (!r.plane) j.planePointers[2] = nullptr;
         EXPECT_EQ(j.run(r.estimate), r.rc);
-        if (r.rc < 0 || r.w * r.h == 0) EXPECT_EQ(cv::norm(j.marks, comp.trimap, cv::NORM_INF), 0.0);
+        if (r.rc < 0 || r.w * r.h == 0) {
+            EXPECT_EQ(cv::norm(j.marks, comp.trimap, cv::NORM_INF), 0.0);
+        }
     }
     EXPECT_EQ(qxMaskAlpha(nullptr, 0, 1.0f, 255, 0, 255, 0), -1000);
 
