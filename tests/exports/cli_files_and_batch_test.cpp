@@ -1,30 +1,20 @@
 // The tool's files: outputs replaced whole or not at all, inputs refused in
 // words before any work, and batches that go on past bad images and resume.
-#include <gtest/gtest.h>
-
-#include <opencv2/imgcodecs.hpp>
-
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-
+#include "cli_fixture.h"
 #include "support/composite.h"
-#include "support/test_helpers.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-struct Files : ::testing::Test {
-    qxtest::TempDir tmp;
-    std::string dir = tmp.path, output;
-    std::string file(const std::string& name) const { return dir + "/" + name; }
-    std::string write(const std::string& name, const cv::Mat& m) const {
-        fs::create_directories(fs::path(file(name)).parent_path());
-        EXPECT_TRUE(cv::imwrite(file(name), m));
-        return file(name);
-    }
+// Regular files in a folder: no temporary ones left behind.
+int filesIn(const std::string& folder) {
+    int n = 0;
+    for (const auto& e : fs::directory_iterator(folder)) n += e.is_regular_file();
+    return n;
+}
+
+struct Files : Cli {
     // images/ and trimaps/ with `good` composites 64 high, a file named
     // broken.png that is not an image, and `odd` (40 x 36) with the given marks.
     void batchFolders(int good, int width, int widthStep, const std::string& odd, const cv::Mat& oddMarks) const {
@@ -38,24 +28,6 @@ struct Files : ::testing::Test {
         write("images/" + odd + ".png", cv::Mat(36, 40, CV_8UC3, cv::Scalar::all(9)));
         if (!oddMarks.empty()) write("trimaps/" + odd + ".png", oddMarks);
     }
-    std::string text(const std::string& path) const {
-        std::ifstream in(path, std::ios::binary);
-        std::stringstream s;
-        s << in.rdbuf();
-        return s.str();
-    }
-    // Runs the tool through sh, after `prefix` (e.g. a ulimit); returns the
-    // exit code, stdout and stderr in output.
-    int run(const std::string& args, const std::string& prefix = "") {
-        return qxtest::runTool(args, output, prefix);
-    }
-    bool says(const std::string& words) const { return output.find(words) != std::string::npos; }
-    // Only the named files are in the folder: no temporary ones left.
-    int filesIn(const std::string& folder) const {
-        int n = 0;
-        for (const auto& e : fs::directory_iterator(folder)) n += e.is_regular_file();
-        return n;
-    }
 };
 
 TEST_F(Files, FailedWritesKeepTheEarlierFile) {
@@ -64,62 +36,51 @@ TEST_F(Files, FailedWritesKeepTheEarlierFile) {
     const std::string mask = write("mask.png", noise), out = file("out.png");
     std::ofstream(out) << "earlier output";
     const std::string stroke = "stroke " + mask + " --from 1,1 --to 90,90 --radius 2 --mode keep -o ";
-
     // A file size limit of 4 KB makes the write fail part way, as a full disk would.
-    EXPECT_EQ(2, run(stroke + out, "ulimit -f 8; trap '' XFSZ; "));
-    EXPECT_TRUE(says("'" + out + "'") && says("larger than")) << output;
-    EXPECT_EQ("earlier output", text(out));
-    EXPECT_EQ(2, filesIn(dir));  // mask and out, no temporary file
-
-    EXPECT_EQ(2, run(stroke + "/dev/full"));
-    EXPECT_TRUE(says("/dev/full") && says("not a regular file")) << output;
-    EXPECT_EQ(2, run(stroke + file("no/such/folder/o.png")));
-    EXPECT_TRUE(says("does not exist")) << output;
-    EXPECT_EQ(1, run(stroke + file("o.xyz")));
-    EXPECT_TRUE(says("unknown image extension '.xyz'")) << output;
-    EXPECT_EQ(2, filesIn(dir));
-
+    const struct { int code; std::string target, prefix, says; } refused[] = {
+        {2, out, "ulimit -f 8; trap '' XFSZ; ", "larger than"},
+        {2, "/dev/full", "", "not a regular file"},
+        {2, file("no/such/folder/o.png"), "", "does not exist"},
+        {1, file("o.xyz"), "", "unknown image extension '.xyz'"},
+    };
+    for (const auto& r : refused) {
+        EXPECT_EQ(r.code, run(stroke + r.target, r.prefix)) << r.target;
+        EXPECT_TRUE(says(r.says) && says(r.target)) << output;
+        EXPECT_EQ("earlier output", text(out));
+        EXPECT_EQ(2, filesIn(tmp.path));  // mask and out, no temporary file
+    }
     // The same write without the limit replaces the file whole.
     ASSERT_EQ(0, run(stroke + out)) << output;
-    EXPECT_EQ(noise.size(), cv::imread(out, cv::IMREAD_UNCHANGED).size());
-    EXPECT_EQ(2, filesIn(dir));
+    EXPECT_EQ(noise.size(), read("out.png").size());
+    EXPECT_EQ(2, filesIn(tmp.path));
 }
 
 TEST_F(Files, InputsCheckedBeforeWork) {
     qxtest::Composite c = qxtest::makeComposite(96, 64);
     const std::string image = write("image.png", c.image), out = " -o " + file("alpha.png");
-    const cv::Mat unknown(64, 96, CV_8UC1, cv::Scalar(128));
-    cv::Mat known = c.trimap.clone();
+    cv::Mat known = c.trimap.clone(), noBackground = c.trimap.clone(), brushed = c.trimap.clone();
     known.setTo(255, known == 128);
-    cv::Mat noBackground = c.trimap.clone();
     noBackground.setTo(128, noBackground == 0);
-    EXPECT_EQ(1, run("matte " + image + " " + write("u.png", unknown) + out));
-    EXPECT_TRUE(says("marks no background")) << output;
-    EXPECT_EQ(1, run("matte " + image + " " + write("k.png", known) + out));
-    EXPECT_TRUE(says("nothing unknown")) << output;
-    EXPECT_EQ(1, run("matte " + image + " " + write("b.png", noBackground) + out));
-    EXPECT_TRUE(says("marks no background")) << output;
-    // Cut drawn by the brushes (1) is named, and --in-low 1 takes it.
-    cv::Mat brushed = c.trimap.clone();
-    brushed.setTo(1, brushed == 0);
-    EXPECT_EQ(1, run("matte " + image + " " + write("s.png", brushed) + out));
-    EXPECT_TRUE(says("a low bound of 1")) << output;
-    EXPECT_EQ(0, run("matte " + image + " " + write("s.png", brushed) + out + " --in-low 1"));
-    fs::remove(file("alpha.png"));
-    EXPECT_FALSE(fs::exists(file("alpha.png")));
+    brushed.setTo(1, brushed == 0);  // cut drawn by the brushes is named, and --in-low 1 takes it
+    const struct { std::string marks, says; cv::Mat trimap; } refused[] = {
+        {"k.png", "nothing unknown", known}, {"b.png", "marks no background", noBackground},
+        {"s.png", "a low bound of 1", brushed}};
+    for (const auto& r : refused) {
+        EXPECT_EQ(1, run("matte " + image + " " + write(r.marks, r.trimap) + out)) << r.marks;
+        EXPECT_TRUE(says(r.says)) << output;
+    }
+    EXPECT_EQ(0, run("matte " + image + " " + file("s.png") + out + " --in-low 1"));
 
     // A 16-bit trimap is brought to 8 bits (65535 to 255) and solves as the 8-bit one.
     cv::Mat deep;
     c.trimap.convertTo(deep, CV_16U, 257.0);
     ASSERT_EQ(0, run("matte " + image + " " + write("deep.png", deep) + out)) << output;
     ASSERT_EQ(0, run("matte " + image + " " + write("t.png", c.trimap) + " -o " + file("alpha8.png"))) << output;
-    EXPECT_EQ(0, cv::norm(cv::imread(file("alpha.png"), cv::IMREAD_UNCHANGED),
-                          cv::imread(file("alpha8.png"), cv::IMREAD_UNCHANGED), cv::NORM_INF));
+    EXPECT_EQ(0, cv::norm(read("alpha.png"), read("alpha8.png"), cv::NORM_INF));
 
     // A PNG whose header claims 100000 x 90000 pixels is refused before decoding.
-    std::ofstream huge(file("huge.png"), std::ios::binary);
-    huge << std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\x01\x86\xa0\0\x01\x5f\x90\x08\x00\0\0\0", 29);
-    huge.close();
+    std::ofstream(file("huge.png"), std::ios::binary)
+        << std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\x01\x86\xa0\0\x01\x5f\x90\x08\x00\0\0\0", 29);
     EXPECT_EQ(2, run("foreground " + file("huge.png") + " " + image + out));
     EXPECT_TRUE(says("100000x90000") && says("megapixels")) << output;
 }
@@ -128,14 +89,11 @@ TEST_F(Files, BatchGoesOnResumesAndShards) {
     // Three good jobs, one image that is not an image, one without a trimap.
     batchFolders(3, 90, 4, "lonely", cv::Mat());
     const std::string batch = "batch matte " + file("images") + " " + file("trimaps") + " --out " + file("out");
-
     EXPECT_EQ(4, run(batch + " --jobs 2")) << output;
     EXPECT_TRUE(says("done          3") && says("skipped       0") && says("failed        2")) << output;
     EXPECT_TRUE(says("broken.png") && says("no marks file named lonely")) << output;
-    const std::string failures = text(file("out/batch-failures.csv"));
-    EXPECT_NE(std::string::npos, failures.find("broken.png")) << failures;
+    EXPECT_NE(std::string::npos, text(file("out/batch-failures.csv")).find("broken.png"));
     for (int i = 0; i < 3; ++i) EXPECT_TRUE(fs::exists(file("out/good" + std::to_string(i) + ".png")));
-
     // Again: done outputs are skipped; with --force redone.
     EXPECT_EQ(4, run(batch));
     EXPECT_TRUE(says("done          0") && says("skipped       3")) << output;
@@ -146,14 +104,13 @@ TEST_F(Files, BatchGoesOnResumesAndShards) {
     std::ofstream(file("jobs.csv")) << "image,marks,output\nimages/good0.png,trimaps/good0.png,a.png\n"
                                        "images/good1.png,trimaps/good1.png,b.png\n"
                                        "images/broken.png,trimaps/broken.png,c.png\n";
-    const std::string manifest = "batch matte " + file("jobs.csv") + " --out " + file("m") + " --shard ";
-    EXPECT_EQ(4, run(manifest + "0/2"));  // a.png and c.png
+    const std::string manifest = "batch matte " + file("jobs.csv") + " --out " + file("m");
+    EXPECT_EQ(4, run(manifest + " --shard 0/2"));  // a.png and c.png
     EXPECT_TRUE(says("2 jobs (shard 0/2 of 3)") && says("failed        1")) << output;
-    EXPECT_EQ(0, run(manifest + "1/2"));  // b.png
+    EXPECT_EQ(0, run(manifest + " --shard 1/2"));  // b.png
     EXPECT_TRUE(fs::exists(file("m/a.png")) && fs::exists(file("m/b.png")) && !fs::exists(file("m/c.png")));
-    EXPECT_EQ(1, run(manifest + "2/2"));
+    for (const char* bad : {" --shard 2/2", " --preview p.png"}) EXPECT_EQ(1, run(manifest + bad)) << bad;
     EXPECT_EQ(1, run("batch composite " + file("jobs.csv") + " --out " + file("m")));
-    EXPECT_EQ(1, run("batch matte " + file("jobs.csv") + " --out " + file("m") + " --preview p.png"));
 }
 
 TEST_F(Files, BatchCutsOutOverFoldersAndAManifest) {
@@ -161,32 +118,32 @@ TEST_F(Files, BatchCutsOutOverFoldersAndAManifest) {
     cv::Mat nokeep(36, 40, CV_8UC1, cv::Scalar(128));
     nokeep.colRange(0, 10).setTo(0);
     batchFolders(2, 80, 8, "nokeep", nokeep);
-
     // --half before the folders: a flag of the subcommand takes no value.
     EXPECT_EQ(4, run("batch cutout --half " + file("images") + " " + file("trimaps") + " --out " + file("out") +
                      " --jobs 2"))
         << output;
     EXPECT_TRUE(says("done          2") && says("failed        2")) << output;
     const std::string failures = text(file("out/batch-failures.csv"));
-    EXPECT_NE(std::string::npos, failures.find("broken.png")) << failures;
-    EXPECT_NE(std::string::npos, failures.find("no foreground")) << failures;
+    EXPECT_TRUE(failures.find("broken.png") != std::string::npos && failures.find("no foreground") != std::string::npos)
+        << failures;
     for (int i = 0; i < 2; ++i) {
-        const cv::Mat cut = cv::imread(file("out/good" + std::to_string(i) + ".png"), cv::IMREAD_UNCHANGED);
+        const cv::Mat cut = read("out/good" + std::to_string(i) + ".png");
         ASSERT_EQ(cut.type(), CV_8UC4) << i;
         double low, high;
         cv::minMaxLoc(cut.reshape(1, int(cut.total())).col(3), &low, &high);
         EXPECT_TRUE(low == 0 && high == 255) << i;  // the trimap's cut and keep
     }
-    EXPECT_EQ(2, filesIn(file("out")) - 1);  // the cut-outs and the failure list, no logs or temporaries
+    EXPECT_EQ(3, filesIn(file("out")));  // the cut-outs and the failure list, no logs or temporaries
 
     std::ofstream(file("jobs.csv")) << "image,marks,output\nimages/good1.png,trimaps/good1.png,a.png\n"
                                        "images/nokeep.png,trimaps/nokeep.png,b.png\n";
-    EXPECT_EQ(4, run("batch cutout " + file("jobs.csv") + " --out " + file("m") + " --no-colours"));
+    const std::string manifest = "batch cutout " + file("jobs.csv") + " --out " + file("m");
+    EXPECT_EQ(4, run(manifest + " --no-colours"));
     EXPECT_TRUE(fs::exists(file("m/a.png")) && !fs::exists(file("m/b.png")) && says("failed        1")) << output;
     // An edit, or a second output per job, has no place in a batch.
-    EXPECT_EQ(1, run("batch cutout " + file("jobs.csv") + " --out " + file("m") + " --alpha a.png"));
+    EXPECT_EQ(1, run(manifest + " --alpha a.png"));
     EXPECT_TRUE(says("--alpha names a file")) << output;
-    EXPECT_EQ(1, run("batch cutout " + file("jobs.csv") + " --out " + file("m") + " --edit=0,0,4,4"));
+    EXPECT_EQ(1, run(manifest + " --edit=0,0,4,4"));
     EXPECT_TRUE(says("--edit belongs to an edit of one cut-out")) << output;
 }
 

@@ -1,47 +1,25 @@
 // The command-line tool: help, exit codes, messages, and a few worked runs that
 // show each option reaching the library (the numbers themselves are the unit
 // tests' and the Python module's comparisons with the tool).
-#include <gtest/gtest.h>
-
-#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include <fstream>
-#include <string>
-
+#include "cli_fixture.h"
 #include "support/composite.h"
-#include "support/test_helpers.h"
 
 namespace {
 
-struct Cli : ::testing::Test {
-    qxtest::TempDir dir;
-    std::string output;
-    std::string file(const std::string& name) const { return dir.file(name); }
-    std::string write(const std::string& name, const cv::Mat& m) const {
-        EXPECT_TRUE(cv::imwrite(file(name), m));
-        return file(name);
-    }
-    // Runs the tool; returns its exit code and puts stdout and stderr in output.
-    int run(const std::string& args) {
-        return qxtest::runTool(args, output);
-    }
-};
-
 TEST_F(Cli, HelpAndBadInputInWordsNeverOverwritingAnInput) {
     for (const char* sub : {"", "bbox", "stroke", "matte", "cutout", "foreground", "composite", "grabcut", "desaturate",
-                            "fill", "stretch", "smooth", "show", "level", "batch"}) {
-        EXPECT_EQ(0, run(std::string(sub) + " --help")) << sub;
-        EXPECT_NE(std::string::npos, output.find("Usage")) << sub;
-    }
+                            "fill", "stretch", "smooth", "show", "level", "batch"})
+        EXPECT_TRUE(run(std::string(sub) + " --help") == 0 && says("Usage")) << sub;
     const cv::Mat zeros(20, 30, CV_8UC1, cv::Scalar(0)), grey(20, 30, CV_8UC3, cv::Scalar::all(80));
     const std::string mask = write("mask.png", zeros), image = write("image.png", grey);
     const std::string other = write("other.png", cv::Mat(21, 30, CV_8UC1, cv::Scalar(0)));
     const std::string small = write("small.png", cv::Mat(10, 10, CV_8UC3, cv::Scalar::all(9)));
     const std::string rgba = write("rgba.png", cv::Mat(20, 30, CV_8UC4, cv::Scalar::all(9)));
     const std::string grab = "grabcut " + write("scene.png", cv::Mat(160, 240, CV_8UC3, cv::Scalar::all(80)));
-    const std::string missing = file("missing.png"), alias = dir.path + "/../" +
-                                dir.path.substr(dir.path.rfind('/') + 1) + "/mask.png";
+    const std::string missing = file("missing.png"), dir = tmp.path,
+                      alias = dir + "/../" + dir.substr(dir.rfind('/') + 1) + "/mask.png";
     std::ofstream(file("text.png")) << "not an image";
     const std::string out = " -o " + file("out.png"), matte = "matte " + image + " " + mask;
     // Usage errors exit with 1, unreadable or mismatched files with 2, marks
@@ -56,10 +34,8 @@ TEST_F(Cli, HelpAndBadInputInWordsNeverOverwritingAnInput) {
         {1, matte + " --over GG0000 --preview " + file("p.png") + out, "RRGGBB"},
         {1, matte + " --colours cell --foreground " + file("f.png") + out, "--colours"},
         {1, "fill " + mask + " --seed 30,5 --as keep" + out, "outside the 30x20 mask"},
-        {1, "fill " + mask + " --seed -1,5 --as keep" + out, "outside"},
         {1, "fill " + mask + " --seed 3,5 --as paint" + out, "--as"},
         {1, "stretch " + mask + " --low 7 --high 7" + out, "below"},
-        {1, "stretch " + mask + " --low 9 --high 7" + out, "below"},
         {1, "stretch " + mask + " --low 0 --high 256" + out, "--high"},
         {1, "smooth " + mask + " --strength 2" + out, "--strength"},
         {1, "show " + image + " " + mask + " --mode sparkle" + out, "--mode"},
@@ -74,11 +50,9 @@ TEST_F(Cli, HelpAndBadInputInWordsNeverOverwritingAnInput) {
         {1, grab + " --rect 0,0,-5,200" + out, "empty"},
         {1, grab + " --rect 10,10,90,90" + out, "90x90 is too small"},
         {1, grab + " --rect 0,0,240,15" + out, "240x15 is too small"},  // 120 x 7 after halving
-        {1, grab + " --rect 10,10,100" + out, "X,Y,W,H"},
         {1, grab + " --rect 0,0,240,160 --band -3" + out, "--band"},
         {2, grab + " --rect 0,0,240,160 --marks " + other + out, "same size"},
         {1, "desaturate " + rgba + " --amount 1.5" + out, "--amount"},
-        {1, "desaturate " + rgba + " --amount -0.1" + out, "--amount"},
         {2, "desaturate " + image + out, "alpha channel"},
         {1, "fill " + mask + " --seed 1,1 --as keep -o " + mask, "overwrite"},
         {1, "stroke " + mask + " --from 1,1 --to 20,20 -o " + alias, "overwrite"},
@@ -86,73 +60,62 @@ TEST_F(Cli, HelpAndBadInputInWordsNeverOverwritingAnInput) {
         {2, "bbox " + missing, missing},
         {2, "bbox " + file("text.png"), "text.png"},
         {2, "matte " + small + " " + other + out, "same size"},
-        {2, "foreground " + small + " " + missing + out, missing},
         {2, "composite " + small + " --over 000000" + out, "alpha channel"},
         {2, "show " + image + " " + other + " --mode tint" + out, "same size"},
-        {2, "stretch " + missing + " --low 0 --high 9" + out, missing},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(c.code, run(c.args)) << c.args << "\n" << output;
-        EXPECT_NE(std::string::npos, output.find(c.says)) << c.args << "\n" << output;
+        EXPECT_TRUE(says(c.says)) << c.args << "\n" << output;
         EXPECT_FALSE(std::ifstream(file("out.png")).good()) << c.args;
     }
-    EXPECT_EQ(0, cv::norm(cv::imread(mask, cv::IMREAD_UNCHANGED), zeros, cv::NORM_INF));
+    EXPECT_EQ(0, cv::norm(read("mask.png"), zeros, cv::NORM_INF));
     EXPECT_EQ(0, cv::norm(cv::imread(image), grey, cv::NORM_INF));
 }
 
 // A radius-0 unknown stroke over (50..150, 50): the box adds 12 on each side.
+// In a 16-bit mask 30000 lies between the thresholds 0 and 255 * 128.
 TEST_F(Cli, StrokeThenBox) {
     const std::string blank = write("blank.png", cv::Mat(100, 200, CV_8UC1, cv::Scalar(0)));
-    ASSERT_EQ(0, run("stroke " + blank + " --from 50,50 --to 150,50 --radius 0 --mode unknown -o " + file("s.png")))
-        << output;
-    cv::Mat s = cv::imread(file("s.png"), cv::IMREAD_UNCHANGED);
-    EXPECT_EQ(101, cv::countNonZero(s == 126));
-    EXPECT_EQ(101, cv::countNonZero(s));
+    ASSERT_EQ(0, run("stroke " + blank + " --from 50,50 --to 150,50 --radius 0 --mode unknown -o " + file("s.png")));
+    EXPECT_EQ(101, cv::countNonZero(read("s.png") == 126));
+    EXPECT_EQ(101, cv::countNonZero(read("s.png")));
     EXPECT_EQ(0, run("bbox " + file("s.png")));
     EXPECT_EQ("x=38 y=38 width=125 height=25 keep=0 cut=3024\n", output);
-
-    // A 16-bit mask: 30000 lies between the thresholds 0 and 255 * 128.
     cv::Mat deep(200, 200, CV_16UC1, cv::Scalar(0));
     deep.at<uint16_t>(100, 100) = 30000;
     run("bbox " + write("deep.png", deep));
     EXPECT_EQ("x=88 y=88 width=25 height=25 keep=0 cut=624\n", output);
 }
 
+// The alpha, the cut-out's alpha channel and the preview agree: opaque pixels
+// show the image, clear ones the --over colour, and both occur.
 TEST_F(Cli, MatteAndCutoutWriteConsistentOutputs) {
     qxtest::Composite c = qxtest::makeComposite(96, 64);
     const std::string image = write("image.png", c.image), trimap = write("trimap.png", c.trimap);
     ASSERT_EQ(0, run("matte " + image + " " + trimap + " -o " + file("alpha.png") + " --preview " + file("p.png") +
                      " --over 2E7D32 --cutout " + file("cut.png")))
         << output;
-    EXPECT_EQ(std::string::npos, output.find('#'));  // no bar without a terminal
-    cv::Mat alpha = cv::imread(file("alpha.png"), cv::IMREAD_UNCHANGED);
-    cv::Mat preview = cv::imread(file("p.png"), cv::IMREAD_UNCHANGED);
-    cv::Mat cut = cv::imread(file("cut.png"), cv::IMREAD_UNCHANGED), cutAlpha;
-    ASSERT_EQ(CV_8UC1, alpha.type());
-    ASSERT_EQ(CV_8UC4, cut.type());
-    ASSERT_EQ(c.image.size(), alpha.size());
+    EXPECT_FALSE(says("#"));  // no bar without a terminal
+    const cv::Mat alpha = read("alpha.png"), preview = read("p.png"), cut = read("cut.png");
+    ASSERT_TRUE(alpha.type() == CV_8UC1 && cut.type() == CV_8UC4 && alpha.size() == c.image.size());
+    cv::Mat cutAlpha;
     cv::extractChannel(cut, cutAlpha, 3);
     EXPECT_EQ(0, cv::countNonZero(cutAlpha != alpha));
-    // Opaque pixels show the image, clear ones the colour; both occur.
-    cv::Mat opaque = alpha == 255, clear = alpha == 0;
-    EXPECT_GT(cv::countNonZero(opaque), 0);
-    EXPECT_GT(cv::countNonZero(clear), 0);
+    const cv::Mat opaque = alpha == 255, clear = alpha == 0;
+    EXPECT_TRUE(cv::countNonZero(opaque) > 0 && cv::countNonZero(clear) > 0);
     EXPECT_EQ(0, cv::norm(preview, c.image, cv::NORM_INF, opaque));
-    const cv::Mat over(preview.size(), CV_8UC3, cv::Scalar(0x32, 0x7D, 0x2E));
-    EXPECT_EQ(0, cv::norm(preview, over, cv::NORM_INF, clear));
-    // The cut-out's --alpha file is its alpha channel too.
+    EXPECT_EQ(0, cv::norm(preview, cv::Mat(preview.size(), CV_8UC3, cv::Scalar(0x32, 0x7D, 0x2E)), cv::NORM_INF, clear));
     ASSERT_EQ(0, run("cutout " + image + " " + trimap + " -o " + file("c.png") + " --alpha " + file("a.png"))) << output;
-    cv::extractChannel(cv::imread(file("c.png"), cv::IMREAD_UNCHANGED), cutAlpha, 3);
-    EXPECT_EQ(0, cv::norm(cutAlpha, cv::imread(file("a.png"), cv::IMREAD_UNCHANGED), cv::NORM_INF));
+    cv::extractChannel(read("c.png"), cutAlpha, 3);
+    EXPECT_EQ(0, cv::norm(cutAlpha, read("a.png"), cv::NORM_INF));
 }
 
 // Each mask-tool subcommand on a tiny input: the pixel that shows its option
 // took effect, and what it prints.
 TEST_F(Cli, MaskToolWorkedRuns) {
-    cv::Mat marks(20, 30, CV_8UC1, cv::Scalar(1)), flat(16, 16, CV_8UC1, cv::Scalar(60));
+    cv::Mat marks(20, 30, CV_8UC1, cv::Scalar(1)), flat(16, 16, CV_8UC1, cv::Scalar(60)), mask(2, 3, CV_8UC1, cv::Scalar(0));
     marks(cv::Rect(4, 2, 3, 3)).setTo(0x80);  // a soft block in fixed cut
     flat.at<uchar>(8, 8) = 250;  // a spike
-    cv::Mat mask(2, 3, CV_8UC1, cv::Scalar(0));
     mask.at<uchar>(0, 1) = 255, mask.at<uchar>(0, 2) = 0x7E;
     const std::string m = write("m.png", marks), f = write("flat.png", flat), k = write("k.png", mask);
     const std::string a = write("a.png", cv::Mat(cv::Matx<uchar, 1, 3>(150, 151, 90)));
@@ -177,7 +140,7 @@ TEST_F(Cli, MaskToolWorkedRuns) {
     for (const auto& r : runs) {
         ASSERT_EQ(0, run(r.args + " -o " + file("o.png"))) << r.args << "\n" << output;
         EXPECT_EQ(r.prints, output) << r.args;
-        const cv::Mat o = cv::imread(file("o.png"), cv::IMREAD_UNCHANGED);
+        const cv::Mat o = read("o.png");
         cv::Scalar got;
         for (int c = 0; c < o.channels(); ++c) got[c] = o.ptr<uchar>(r.at.y)[r.at.x * o.channels() + c];
         EXPECT_EQ(r.want, got) << r.args;
@@ -190,18 +153,16 @@ TEST_F(Cli, GrabCutOfALongRectangleAndDesaturation) {
     // 3400 x 140: one session takes 3199 at most, so the work is reduced.
     cv::Mat bgr(140, 3400, CV_8UC3, cv::Scalar(40, 120, 30));
     cv::rectangle(bgr, cv::Rect(1000, 40, 1400, 60), cv::Scalar(200, 60, 220), -1);
-    ASSERT_EQ(0, run("-q grabcut " + write("long.png", bgr) + " --rect 0,0,3400,140 --band 4 -o " + file("t.png")))
-        << output;
-    const cv::Mat trimap = cv::imread(file("t.png"), cv::IMREAD_UNCHANGED);
+    ASSERT_EQ(0, run("-q grabcut " + write("long.png", bgr) + " --rect 0,0,3400,140 --band 4 -o " + file("t.png")));
+    const cv::Mat trimap = read("t.png");
     ASSERT_EQ(trimap.size(), bgr.size());
-    EXPECT_EQ(trimap.at<uchar>(70, 1700), 255);
-    EXPECT_EQ(trimap.at<uchar>(70, 300), 0);
-    EXPECT_EQ(trimap.at<uchar>(70, 1000), 128);  // the band straddles the edge
-
+    // Inside, outside, and the band straddling the edge.
+    EXPECT_EQ(cv::Vec3b(255, 0, 128), cv::Vec3b(trimap.at<uchar>(70, 1700), trimap.at<uchar>(70, 300),
+                                                 trimap.at<uchar>(70, 1000)));
     cv::Mat cutout(1, 3, CV_8UC4, cv::Scalar(30, 140, 230, 0));
     cutout.at<cv::Vec4b>(0, 1)[3] = 255, cutout.at<cv::Vec4b>(0, 2)[3] = 127;
     ASSERT_EQ(0, run("desaturate " + write("cut.png", cutout) + " --amount 1 -o " + file("d.png"))) << output;
-    const cv::Mat d = cv::imread(file("d.png"), cv::IMREAD_UNCHANGED);
+    const cv::Mat d = read("d.png");
     ASSERT_EQ(d.type(), CV_8UC4);
     const cv::Vec4b grey = d.at<cv::Vec4b>(0, 0), half = d.at<cv::Vec4b>(0, 2);
     EXPECT_TRUE(grey[0] == grey[1] && grey[1] == grey[2] && grey[3] == 0);

@@ -5,10 +5,11 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <set>
+#include <sstream>
 #include <string>
 
 namespace {
@@ -19,16 +20,15 @@ std::string envOr(const char* name, const char* fallback) {
 }
 
 TEST(LibrarySymbols, OnlyTheListedExportsAreVisible) {
-    // The exports are the names between "global:" and "local:" of the version script.
+    // The exports are the names between "global:" and "local:" of the version
+    // script; without its comments, its first word names the version node.
     std::ifstream map(envOr("QX_SAMPLES", "samples") + "/../include/qxmatte.map");
     ASSERT_TRUE(map.good());
-    // Without its comments, the script's first word names the version node that
-    // every export is bound to.
     std::string text((std::istreambuf_iterator<char>(map)), std::istreambuf_iterator<char>());
     for (std::size_t open; (open = text.find("/*")) != std::string::npos;)
         text.erase(open, text.find("*/", open) + 2 - open);
     std::istringstream words(text);
-    std::set<std::string> exports;
+    std::set<std::string> exports, defined;
     std::string node, word;
     words >> node;
     EXPECT_EQ("QXMATTE_0", node);
@@ -39,37 +39,26 @@ TEST(LibrarySymbols, OnlyTheListedExportsAreVisible) {
     }
     EXPECT_EQ(21u, exports.size());
 
-    // Every defined dynamic symbol, without its version suffix, is one of them.
+    // Every defined dynamic symbol but the node's own is an export bound to that node.
     const std::string library = envOr("QX_LIBRARY", "libqxmatte.so");
     FILE* nm = popen(("nm -D --defined-only --format=just-symbols '" + library + "'").c_str(), "r");
     ASSERT_NE(nullptr, nm);
-    std::set<std::string> defined;
     char line[4096];
     while (std::fgets(line, sizeof line, nm)) {
-        std::string name = line;
-        name = name.substr(0, name.find('\n'));
-        if (name == node) continue;  // the version node's own symbol
+        std::string name(line, std::strcspn(line, "\n"));
+        if (name == node) continue;
         EXPECT_EQ(node, name.substr(name.find("@@") + 2)) << name << " carries another version";
-        name = name.substr(0, name.find('@'));
-        EXPECT_EQ(1u, exports.count(name)) << name << " is visible";
-        defined.insert(name);
+        defined.insert(name.substr(0, name.find('@')));
     }
     EXPECT_EQ(0, pclose(nm));
-    // All 21 exports are built: the visible names are exactly the map's.
     EXPECT_EQ(exports, defined);
 
-    // Each defined export answers through dlsym, and loading defaulted the solver's
-    // out-of-core path unless the host had set one.
-    const char* pathBefore = std::getenv("MKL_PARDISO_OOC_PATH");
-    const std::string before = pathBefore ? pathBefore : envOr("TMPDIR", "/tmp/");
+    // Loading defaults the solver's out-of-core path unless the host had set one.
+    const std::string before = envOr("MKL_PARDISO_OOC_PATH", envOr("TMPDIR", "/tmp/").c_str());
     void* lib = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(nullptr, lib) << dlerror();
-    for (const std::string& name : defined) EXPECT_NE(nullptr, dlsym(lib, name.c_str())) << name;
-    EXPECT_EQ(nullptr, dlsym(lib, "tickProgress"));
+    EXPECT_NE(nullptr, dlsym(lib, "qxSetupLib"));
     EXPECT_EQ(before, envOr("MKL_PARDISO_OOC_PATH", "<unset>"));
-    auto setup = reinterpret_cast<int (*)(int, const char*)>(dlsym(lib, "qxSetupLib"));
-    ASSERT_NE(nullptr, setup);
-    EXPECT_EQ(0, setup(-1, "/nowhere"));
     dlclose(lib);
 }
 

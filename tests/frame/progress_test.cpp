@@ -20,8 +20,7 @@ std::atomic<int> inside{0}, overlaps{0};
 int record(int value, int total, void* cookie) {
     if (inside.fetch_add(1) != 0) overlaps++;
     auto* seen = static_cast<std::vector<int>*>(cookie);
-    seen->push_back(value);
-    seen->push_back(total);
+    seen->insert(seen->end(), {value, total});
     inside.fetch_sub(1);
     return 42;
 }
