@@ -14,21 +14,7 @@ int filesIn(const std::string& folder) {
     return n;
 }
 
-struct Files : Cli {
-    // images/ and trimaps/ with `good` composites 64 high, a file named
-    // broken.png that is not an image, and `odd` (40 x 36) with the given marks.
-    void batchFolders(int good, int width, int widthStep, const std::string& odd, const cv::Mat& oddMarks) const {
-        for (int i = 0; i < good; ++i) {
-            qxtest::Composite c = qxtest::makeComposite(width + widthStep * i, 64, 6, i + 1);
-            write("images/good" + std::to_string(i) + ".png", c.image);
-            write("trimaps/good" + std::to_string(i) + ".png", c.trimap);
-        }
-        std::ofstream(file("images/broken.png")) << "not an image";
-        write("trimaps/broken.png", cv::Mat(36, 40, CV_8UC1, cv::Scalar(128)));
-        write("images/" + odd + ".png", cv::Mat(36, 40, CV_8UC3, cv::Scalar::all(9)));
-        if (!oddMarks.empty()) write("trimaps/" + odd + ".png", oddMarks);
-    }
-};
+using Files = Cli;
 
 TEST_F(Files, FailedWritesKeepTheEarlierFile) {
     cv::Mat noise(120, 120, CV_8UC1);
@@ -85,20 +71,45 @@ TEST_F(Files, InputsCheckedBeforeWork) {
     EXPECT_TRUE(says("100000x90000") && says("megapixels")) << output;
 }
 
-TEST_F(Files, BatchGoesOnResumesAndShards) {
-    // Three good jobs, one image that is not an image, one without a trimap.
-    batchFolders(3, 90, 4, "lonely", cv::Mat());
-    const std::string batch = "batch matte " + file("images") + " " + file("trimaps") + " --out " + file("out");
+// Three good jobs, an image that is not one, one without marks and one whose
+// trimap marks no foreground: both batches go on past the bad ones.
+TEST_F(Files, BatchesGoOnResumeAndShard) {
+    for (int i = 0; i < 3; ++i) {
+        qxtest::Composite c = qxtest::makeComposite(90 + 4 * i, 64, 6, i + 1);
+        write("images/good" + std::to_string(i) + ".png", c.image);
+        write("trimaps/good" + std::to_string(i) + ".png", c.trimap);
+    }
+    std::ofstream(file("images/broken.png")) << "not an image";
+    cv::Mat nokeep(36, 40, CV_8UC1, cv::Scalar(128));
+    nokeep.colRange(0, 10).setTo(0);
+    write("trimaps/broken.png", nokeep), write("trimaps/nokeep.png", nokeep);
+    for (const char* name : {"images/lonely.png", "images/nokeep.png"})
+        write(name, cv::Mat(36, 40, CV_8UC3, cv::Scalar::all(9)));
+    const std::string folders = " " + file("images") + " " + file("trimaps") + " --out ";
+    const std::string batch = "batch matte" + folders + file("out");
     EXPECT_EQ(4, run(batch + " --jobs 2")) << output;
-    EXPECT_TRUE(says("done          3") && says("skipped       0") && says("failed        2")) << output;
+    EXPECT_TRUE(says("done          3") && says("skipped       0") && says("failed        3")) << output;
     EXPECT_TRUE(says("broken.png") && says("no marks file named lonely")) << output;
-    EXPECT_NE(std::string::npos, text(file("out/batch-failures.csv")).find("broken.png"));
-    for (int i = 0; i < 3; ++i) EXPECT_TRUE(fs::exists(file("out/good" + std::to_string(i) + ".png")));
+    std::string failures = text(file("out/batch-failures.csv"));
+    EXPECT_TRUE(failures.find("broken.png") != std::string::npos && failures.find("no foreground") != std::string::npos)
+        << failures;
     // Again: done outputs are skipped; with --force redone.
     EXPECT_EQ(4, run(batch));
     EXPECT_TRUE(says("done          0") && says("skipped       3")) << output;
     EXPECT_EQ(4, run(batch + " --force"));
     EXPECT_TRUE(says("done          3")) << output;
+
+    // Cut-outs: --half before the folders, as a flag of the subcommand takes no value.
+    EXPECT_EQ(4, run("batch cutout --half" + folders + file("cut") + " --jobs 2")) << output;
+    EXPECT_TRUE(says("done          3") && says("failed        3")) << output;
+    for (int i = 0; i < 3; ++i) {
+        const cv::Mat cut = read("cut/good" + std::to_string(i) + ".png");
+        ASSERT_EQ(cut.type(), CV_8UC4) << i;
+        double low, high;
+        cv::minMaxLoc(cut.reshape(1, int(cut.total())).col(3), &low, &high);
+        EXPECT_TRUE(low == 0 && high == 255) << i;  // the trimap's cut and keep
+    }
+    EXPECT_EQ(4, filesIn(file("cut")));  // the cut-outs and the failure list, no logs or temporaries
 
     // Two shards of a manifest split its jobs between them, the bad one included.
     std::ofstream(file("jobs.csv")) << "image,marks,output\nimages/good0.png,trimaps/good0.png,a.png\n"
@@ -109,42 +120,18 @@ TEST_F(Files, BatchGoesOnResumesAndShards) {
     EXPECT_TRUE(says("2 jobs (shard 0/2 of 3)") && says("failed        1")) << output;
     EXPECT_EQ(0, run(manifest + " --shard 1/2"));  // b.png
     EXPECT_TRUE(fs::exists(file("m/a.png")) && fs::exists(file("m/b.png")) && !fs::exists(file("m/c.png")));
-    for (const char* bad : {" --shard 2/2", " --preview p.png"}) EXPECT_EQ(1, run(manifest + bad)) << bad;
-    EXPECT_EQ(1, run("batch composite " + file("jobs.csv") + " --out " + file("m")));
-}
-
-TEST_F(Files, BatchCutsOutOverFoldersAndAManifest) {
-    // Two good jobs, a file that is not an image and a trimap without keep.
-    cv::Mat nokeep(36, 40, CV_8UC1, cv::Scalar(128));
-    nokeep.colRange(0, 10).setTo(0);
-    batchFolders(2, 80, 8, "nokeep", nokeep);
-    // --half before the folders: a flag of the subcommand takes no value.
-    EXPECT_EQ(4, run("batch cutout --half " + file("images") + " " + file("trimaps") + " --out " + file("out") +
-                     " --jobs 2"))
-        << output;
-    EXPECT_TRUE(says("done          2") && says("failed        2")) << output;
-    const std::string failures = text(file("out/batch-failures.csv"));
-    EXPECT_TRUE(failures.find("broken.png") != std::string::npos && failures.find("no foreground") != std::string::npos)
-        << failures;
-    for (int i = 0; i < 2; ++i) {
-        const cv::Mat cut = read("out/good" + std::to_string(i) + ".png");
-        ASSERT_EQ(cut.type(), CV_8UC4) << i;
-        double low, high;
-        cv::minMaxLoc(cut.reshape(1, int(cut.total())).col(3), &low, &high);
-        EXPECT_TRUE(low == 0 && high == 255) << i;  // the trimap's cut and keep
-    }
-    EXPECT_EQ(3, filesIn(file("out")));  // the cut-outs and the failure list, no logs or temporaries
-
-    std::ofstream(file("jobs.csv")) << "image,marks,output\nimages/good1.png,trimaps/good1.png,a.png\n"
-                                       "images/nokeep.png,trimaps/nokeep.png,b.png\n";
-    const std::string manifest = "batch cutout " + file("jobs.csv") + " --out " + file("m");
-    EXPECT_EQ(4, run(manifest + " --no-colours"));
-    EXPECT_TRUE(fs::exists(file("m/a.png")) && !fs::exists(file("m/b.png")) && says("failed        1")) << output;
-    // An edit, or a second output per job, has no place in a batch.
-    EXPECT_EQ(1, run(manifest + " --alpha a.png"));
-    EXPECT_TRUE(says("--alpha names a file")) << output;
-    EXPECT_EQ(1, run(manifest + " --edit=0,0,4,4"));
-    EXPECT_TRUE(says("--edit belongs to an edit of one cut-out")) << output;
+    EXPECT_EQ(4, run("batch cutout " + file("jobs.csv") + " --out " + file("n") + " --no-colours"));
+    EXPECT_TRUE(fs::exists(file("n/b.png")) && !fs::exists(file("n/c.png")) && says("failed        1")) << output;
+    // An edit, a second output per job or a shard past the last has no place in a batch.
+    const struct { std::string args, says; } refused[] = {
+        {manifest + " --shard 2/2", "--shard"},
+        {manifest + " --preview p.png", "--preview"},
+        {"batch composite " + file("jobs.csv") + " --out " + file("m"), "composite"},
+        {"batch cutout " + file("jobs.csv") + " --out " + file("m") + " --alpha a.png", "--alpha names a file"},
+        {"batch cutout " + file("jobs.csv") + " --out " + file("m") + " --edit=0,0,4,4",
+         "--edit belongs to an edit of one cut-out"},
+    };
+    for (const auto& r : refused) EXPECT_TRUE(run(r.args) == 1 && says(r.says)) << r.args << "\n" << output;
 }
 
 }  // namespace

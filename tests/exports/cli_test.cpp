@@ -104,8 +104,9 @@ TEST_F(Cli, MatteAndCutoutWriteConsistentOutputs) {
     const cv::Mat opaque = alpha == 255, clear = alpha == 0;
     EXPECT_TRUE(cv::countNonZero(opaque) > 0 && cv::countNonZero(clear) > 0);
     EXPECT_EQ(0, cv::norm(preview, c.image, cv::NORM_INF, opaque));
-    EXPECT_EQ(0, cv::norm(preview, cv::Mat(preview.size(), CV_8UC3, cv::Scalar(0x32, 0x7D, 0x2E)), cv::NORM_INF, clear));
-    ASSERT_EQ(0, run("cutout " + image + " " + trimap + " -o " + file("c.png") + " --alpha " + file("a.png"))) << output;
+    const cv::Mat over(preview.size(), CV_8UC3, cv::Scalar(0x32, 0x7D, 0x2E));
+    EXPECT_EQ(0, cv::norm(preview, over, cv::NORM_INF, clear));
+    ASSERT_EQ(0, run("cutout " + image + " " + trimap + " -o " + file("c.png") + " --alpha " + file("a.png")));
     cv::extractChannel(read("c.png"), cutAlpha, 3);
     EXPECT_EQ(0, cv::norm(cutAlpha, read("a.png"), cv::NORM_INF));
 }
@@ -113,7 +114,8 @@ TEST_F(Cli, MatteAndCutoutWriteConsistentOutputs) {
 // Each mask-tool subcommand on a tiny input: the pixel that shows its option
 // took effect, and what it prints.
 TEST_F(Cli, MaskToolWorkedRuns) {
-    cv::Mat marks(20, 30, CV_8UC1, cv::Scalar(1)), flat(16, 16, CV_8UC1, cv::Scalar(60)), mask(2, 3, CV_8UC1, cv::Scalar(0));
+    cv::Mat marks(20, 30, CV_8UC1, cv::Scalar(1)), flat(16, 16, CV_8UC1, cv::Scalar(60));
+    cv::Mat mask(2, 3, CV_8UC1, cv::Scalar(0));
     marks(cv::Rect(4, 2, 3, 3)).setTo(0x80);  // a soft block in fixed cut
     flat.at<uchar>(8, 8) = 250;  // a spike
     mask.at<uchar>(0, 1) = 255, mask.at<uchar>(0, 2) = 0x7E;

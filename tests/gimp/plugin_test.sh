@@ -1,16 +1,11 @@
 #!/usr/bin/env bash
-# The GIMP plug-in, driven headless through Script-Fu in a private GIMP
-# profile on the bundled sample:
-#  1. a trimap channel: the layer mask equals, pixel for pixel, the alpha the
-#     command-line tool computes from the same image and trimap, and the
-#     recovered colours changed only edge pixels;
-#  2. the whole road from a rectangle: GrabCut to a trimap channel and to the
-#     selection, GrabCut again from that selection, then the edge refined
-#     from the selection; grey and 16-bit images get a mask too;
-#  3. a selection with no inside: an error in words, and the image untouched;
-#     an indexed image is refused in words.
-# gimp-console exits 0 even when a command fails, so every check reads the
-# output text and the files written.
+# The GIMP plug-in, headless through Script-Fu in a private profile, on the
+# bundled sample: (1) from a trimap channel, a layer mask equal to the tool's
+# alpha and colours changed only on edge pixels; (2) GrabCut from a rectangle
+# to a trimap channel and the selection, then the edge refined from it; grey
+# and 16-bit images get a mask too; (3) refusals in words that leave the image
+# untouched. gimp-console exits 0 even when a command fails, so every check
+# reads the output text and the files written.
 # Usage: plugin_test.sh PLUGIN CLI PNG_CHECK SAMPLES_DIR
 set -euo pipefail
 plugin=$(realpath "$1") cli=$(realpath "$2") check=$(realpath "$3") samples=$(realpath "$4")
@@ -25,9 +20,8 @@ profile=$work/profile
 mkdir -p "$profile/plug-ins/qxmatte-gimp" "$profile/gradients"
 cp "$plugin" "$profile/plug-ins/qxmatte-gimp/qxmatte-gimp"
 
-# Runs gimp-console on the Script-Fu commands given, output in
-# $work/$name.log. Each command is evaluated afresh (GIMP's images stay, Scheme
-# definitions do not), so each gets the helpers below; gimp-quit is added.
+# Runs gimp-console on the given commands (log in $work/$name.log). Scheme
+# definitions do not outlive a command, so each gets the helpers below.
 gimp_batch() {
   local name=$1; shift
   local args=()
@@ -49,6 +43,12 @@ helpers='(define (open-image file) (car (gimp-file-load RUN-NONINTERACTIVE file 
     ch))
 (define (first-image) (vector-ref (cadr (gimp-image-list)) 0))'
 
+# The edge refined from the trimap channel after a conversion of the image.
+variant() {
+  echo "(let* ((img (open-image \"$image\")) (layer (active img)) (ch (trimap-channel img \"$trimap\")))
+  $2 (plug-in-qxmatte-refine-edge RUN-NONINTERACTIVE img layer $3 ch)
+  (gimp-message (string-append \"$1-mask \" (number->string (car (gimp-layer-get-mask layer))))))"
+}
 # 1 and 2 in one run; 3 in another, whose failing command ends its batch.
 gimp_batch road "
 (let* ((img (open-image \"$image\")) (layer (active img)) (ch (trimap-channel img \"$trimap\")))
@@ -66,15 +66,9 @@ gimp_batch road "
   (gimp-message (string-append \"grabcut-selection-empty \" (number->string (car (gimp-selection-is-empty img)))))
   (plug-in-qxmatte-refine-edge RUN-NONINTERACTIVE img layer 12 1 0 -1)
   (gimp-layer-remove-mask layer MASK-APPLY)
-  (save img layer \"$work/grabcut_cutout.png\"))" "
-(let* ((img (open-image \"$image\")) (layer (active img)) (ch (trimap-channel img \"$trimap\")))
-  (gimp-image-convert-grayscale img)
-  (plug-in-qxmatte-refine-edge RUN-NONINTERACTIVE img layer 16 1 1 ch)
-  (gimp-message (string-append \"grey-mask \" (number->string (car (gimp-layer-get-mask layer))))))" "
-(let* ((img (open-image \"$image\")) (layer (active img)) (ch (trimap-channel img \"$trimap\")))
-  (gimp-image-convert-precision img PRECISION-U16-GAMMA)
-  (plug-in-qxmatte-refine-edge RUN-NONINTERACTIVE img layer 16 2 0 ch)
-  (gimp-message (string-append \"u16-mask \" (number->string (car (gimp-layer-get-mask layer))))))"
+  (save img layer \"$work/grabcut_cutout.png\"))" \
+  "$(variant grey '(gimp-image-convert-grayscale img)' '16 1 1')" \
+  "$(variant u16 '(gimp-image-convert-precision img PRECISION-U16-GAMMA)' '16 2 0')"
 
 grep -q 'batch command experienced an execution error' "$work/road.log" && { cat "$work/road.log"; fail "a command failed"; }
 for case in trimap grey u16; do

@@ -10,6 +10,7 @@
 
 #include <climits>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -54,15 +55,11 @@ int thrownInt(F&& f) {
 
 // A fresh folder under /tmp, removed with everything in it when it goes.
 struct TempDir {
-    std::string path;
-    TempDir() {
-        char name[] = "/tmp/qxtestXXXXXX";
-        if (mkdtemp(name)) path = name;
-    }
+    char name[18] = "/tmp/qxtestXXXXXX";
+    std::string path = mkdtemp(name) ? name : "";
+    TempDir() = default;
     TempDir(const TempDir&) = delete;
-    ~TempDir() {
-        if (!path.empty()) std::system(("rm -rf '" + path + "'").c_str());
-    }
+    ~TempDir() { std::error_code ignored; std::filesystem::remove_all(path, ignored); }
     std::string file(const std::string& name) const { return path + "/" + name; }
 };
 
