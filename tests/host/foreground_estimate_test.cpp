@@ -24,9 +24,8 @@ TEST(ForegroundEstimate, BeatsPlainColourAndLibraryRecovery) {
     std::vector<std::pair<std::string, qxtest::TexturedComposite>> cases;
     for (unsigned seed : {1u, 2u}) cases.emplace_back("textured " + std::to_string(seed),
                                                        qxtest::makeTexturedComposite(320, 240, seed));
-    const char* samples = std::getenv("QX_SAMPLES");
-    cv::Mat astronaut = cv::imread(std::string(samples ? samples : "samples") + "/astronaut.png");
-    cv::Mat coffee = cv::imread(std::string(samples ? samples : "samples") + "/coffee.png");
+    const std::string samples = std::getenv("QX_SAMPLES") ? std::getenv("QX_SAMPLES") : "samples";
+    const cv::Mat astronaut = cv::imread(samples + "/astronaut.png"), coffee = cv::imread(samples + "/coffee.png");
     ASSERT_FALSE(astronaut.empty() || coffee.empty()) << "QX_SAMPLES must name the samples folder";
     cases.emplace_back("photographs", qxtest::compositeLayers(astronaut, coffee, 320, 240, 7));
     for (const auto& [name, c] : cases) {
