@@ -42,7 +42,7 @@ install(TARGETS qxmatte-gimp RUNTIME DESTINATION ${QX_GIMP_PLUGINDIR})
 if(QX_BUILD_TESTS AND NOT QX_SANITIZE)
   add_executable(png_check ${CMAKE_SOURCE_DIR}/tests/gimp/png_check.cpp)
   target_include_directories(png_check SYSTEM PRIVATE ${OpenCV_INCLUDE_DIRS})
-  target_link_libraries(png_check PRIVATE qxmatte_host ${OpenCV_LIBS})
+  target_link_libraries(png_check PRIVATE ${OpenCV_LIBS})
   add_test(NAME gimp.plugin_headless
     COMMAND bash ${CMAKE_SOURCE_DIR}/tests/gimp/plugin_test.sh $<TARGET_FILE:qxmatte-gimp>
       $<TARGET_FILE:qxmatte_cli> $<TARGET_FILE:png_check> ${CMAKE_SOURCE_DIR}/samples)
