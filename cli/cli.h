@@ -77,6 +77,11 @@ const CLI::Validator& pointValidator();
 void writeForegroundOutputs(const cv::Mat& image, const cv::Mat& alpha, qxhost::ColourMethod method,
                             ProgressBar& bar, const std::string& colourPath, const std::string& cutoutPath);
 
+// ---- the road's route (route_report.cpp) ----
+// "qxmatte: route NAME: reason" on stderr with verbose, and the road's
+// notice (a reduced scale and why) always.
+void reportRoute(const qxhost::RoadResult& solved, bool verbose);
+
 // ---- subcommands (registered in commands.cpp) ----
 struct Context {
     ProgressBar bar;

@@ -17,7 +17,7 @@ namespace {
 
 struct Options {
     std::string image, marks, output, alpha, colours = "full", edit, only, previous;
-    bool half = false, noColours = false;
+    bool half = false, noColours = false, verbose = false;
     int border = 8;
 };
 
@@ -59,8 +59,23 @@ int run(const Options& c, Context& context) {
 
     beginProgress(context.bar, "cutout");
     cv::Mat colours;
-    cv::Mat alpha = qxhost::keepCutToAlpha(image, marks, settings, progressOf(context.bar), &colours);
-    endProgress(context.bar);
+    cv::Mat alpha;
+    if (editing) {
+        alpha = qxhost::keepCutToAlpha(image, marks, settings, progressOf(context.bar), &colours);
+        endProgress(context.bar);
+    } else {
+        // The whole image by the road: the route that fits, at full size unless --half.
+        qxhost::RoadSettings road;
+        road.halfTiles = c.half;
+        road.colours = settings.designColours;
+        road.colourMethod = qxhost::ColourMethod::Cell;  // the library's own recovery
+        trimap.setTo(0, trimap == 1);  // the brushes' cut
+        qxhost::RoadResult solved = qxhost::solveAnySize(image, trimap, road, progressOf(context.bar));
+        endProgress(context.bar);
+        reportRoute(solved, c.verbose);
+        alpha = solved.alpha;
+        colours = solved.colours;
+    }
 
     if (c.noColours) {
         if (!editing) colours = image;
@@ -93,8 +108,8 @@ Command addCutout(CLI::App& app) {
     CLI::App* sub = app.add_subcommand("cutout", "Cut an object out at any image size: marks to an RGBA cut-out");
     sub->footer(
         "The marks are a grey trimap of the image's size (0 or 1 cut, 255 keep, anything else unknown), for example\n"
-        "from `qxmatte grabcut`. The unknown pixels are solved in tiles that each lean on the tiles before\n"
-        "them, so there is no size limit: use this where `qxmatte matte` finds the system too large.\n"
+        "from `qxmatte grabcut`. The alpha is solved by the route that fits (one solve, tiles, or full-size\n"
+        "pieces that lean on the pieces before them), so there is no size limit; -v says which.\n"
         "With --edit X,Y,W,H --previous OLD.png, only that rectangle of the earlier cut-out is solved again,\n"
         "inside a frame of --border pixels of its old alpha; --only remove keeps the lower alpha of old and\n"
         "new (the edit only takes away), --only add the higher.");
@@ -104,6 +119,7 @@ Command addCutout(CLI::App& app) {
     sub->add_option("-o,--output", c->output, "Output cut-out (RGBA: recovered colours and the alpha)")->required();
     sub->add_option("--alpha", c->alpha, "Also write the alpha alone (8-bit grey)");
     sub->add_flag("--half", c->half, "Solve a half-size copy and bring it up guided by the image (about twice as fast)");
+    sub->add_flag("-v,--verbose", c->verbose, "Say on stderr which route solved the alpha and why");
     sub->add_flag("--no-colours", c->noColours, "Keep the image's own colours instead of recovering them");
     addColoursOption(sub, c->colours);
     sub->add_option("--edit", c->edit, "Re-solve only this rectangle X,Y,W,H of the --previous cut-out");

@@ -12,7 +12,8 @@ namespace {
 struct Options {
     std::string image, trimap, output, preview, over = "FFFFFF", foreground, cutout, colours = "full";
     qxhost::MatteBounds bounds;
-    double unknown = -1;  // negative: count the trimap's unknown pixels
+    double unknown = -1;  // negative: count the trimap's unknown pixels (and choose the route)
+    bool verbose = false;
 };
 
 int run(const Options& c, Context& context) {
@@ -25,16 +26,13 @@ int run(const Options& c, Context& context) {
     qxhost::checkTrimap(trimap, c.trimap, c.bounds.inHigh, c.bounds.inLow);
 
     beginProgress(context.bar, "matte");
-    cv::Mat alpha;
-    try {
-        alpha = qxhost::solveAlpha(image, trimap, c.unknown, c.bounds, progressOf(context.bar));
-    } catch (const qxhost::LibraryFailure& f) {
-        if (f.value != -1001) throw;
-        throw Failure{kExitLibrary, std::string(f.what()) +
-                                        ". `qxmatte cutout IMAGE TRIMAP -o CUTOUT.png` solves an image of any "
-                                        "size, tile by tile"};
-    }
+    qxhost::RoadSettings road;
+    road.bounds = c.bounds;
+    if (c.unknown >= 0) road.choice = qxhost::RouteChoice::LibraryMatte, road.unknownEstimate = c.unknown;
+    const qxhost::RoadResult solved = qxhost::solveAnySize(image, trimap, road, progressOf(context.bar));
+    const cv::Mat& alpha = solved.alpha;
     endProgress(context.bar);
+    reportRoute(solved, c.verbose);
     writeImage(c.output, alpha);
 
     if (!c.preview.empty()) writeImage(c.preview, qxhost::compositeOverColour(image, alpha, over));
@@ -60,8 +58,10 @@ Command addMatte(CLI::App& app) {
     addBound("--out-high", c->bounds.outHigh, "Solved value stretched to 255");
     addBound("--out-low", c->bounds.outLow, "Solved value stretched to 0");
     sub->add_option("--unknown", c->unknown,
-                    "Expected number of pixels to solve (default: the trimap's pixels other than 0 and 255)")
+                    "Expected number of pixels to solve, handed to the library's matte as it is (default: the tool "
+                    "counts them and chooses the route itself)")
         ->check(CLI::NonNegativeNumber);
+    sub->add_flag("-v,--verbose", c->verbose, "Say on stderr which route solved the alpha and why");
     sub->add_option("--preview", c->preview, "Write the image composited over --over by the alpha");
     sub->add_option("--over", c->over, "Preview background colour RRGGBB")->capture_default_str();
     sub->add_option("--foreground", c->foreground, "Write the recovered foreground colours");

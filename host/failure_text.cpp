@@ -156,6 +156,9 @@ std::string describeFailure(const std::string& name, int value) {
 LibraryFailure::LibraryFailure(const std::string& name, int returned)
     : std::runtime_error(describeFailure(name, returned)), exportName(name), value(returned) {}
 
+LibraryFailure::LibraryFailure(const std::string& name, int returned, const std::string& sentence)
+    : std::runtime_error(sentence), exportName(name), value(returned) {}
+
 void checkReturn(const std::string& exportName, int value) {
     if (value != successValue(exportName)) throw LibraryFailure(exportName, value);
 }

@@ -139,6 +139,7 @@ struct LibraryFailure : std::runtime_error {
     std::string exportName;
     int value;
     LibraryFailure(const std::string& name, int returned);
+    LibraryFailure(const std::string& name, int returned, const std::string& sentence);  // own words
 };
 // Throws LibraryFailure unless value is the export's success value.
 void checkReturn(const std::string& exportName, int value);
@@ -308,5 +309,78 @@ struct ForegroundParams {
 cv::Mat estimateForeground(const cv::Mat& image, const cv::Mat& alpha,
                            const ForegroundParams& params = ForegroundParams(), Progress progress = Progress(),
                            cv::Mat* background = nullptr);  // also the background estimate, when asked
+
+
+// ---- one road from any marks to a full-size alpha (matte_road.cpp, route_plan.cpp)
+
+// How the road solves. The library solves one system of at most 500000
+// unknown pixels at a time: qxMaskAlpha takes the whole image at full size
+// only up to 1500000 pixels and 400000 unknown ones (else at half or a
+// reduced size that memory chooses), and qxKeepCutToAlpha's tiles fail when
+// one tile of its tree (a tile marked keep only, or cut only, stays whole)
+// holds more.
+enum class Route {
+    Matte,      // qxMaskAlpha over the whole image at full size
+    Tiles,      // qxKeepCutToAlpha's full-size tiles
+    HalfTiles,  // qxKeepCutToAlpha on a half-size copy (asked for)
+    Pieces,     // full-size rectangles under the limit, each solved inside a
+                // frame of the alpha around it: pieces solved before it, else
+                // a quick reduced solve of the whole
+    Reduced,    // qxMaskAlpha at the smallest reduced scale that fits
+};
+const char* routeName(Route route);  // "matte", "tiles", "half-tiles", "pieces", "reduced"
+
+enum class RouteChoice {
+    Auto,          // the most accurate route that fits
+    LibraryMatte,  // qxMaskAlpha with the caller's estimate, at the scale it chooses
+    LibraryTiles,  // qxKeepCutToAlpha's tiles, however large
+};
+
+struct RoadSettings {
+    RouteChoice choice = RouteChoice::Auto;
+    bool halfTiles = false;        // the half-size tiles (fast, soft): always that route
+    MatteBounds bounds;            // other than 255, 0, 255, 0: only qxMaskAlpha routes take them
+    double unknownEstimate = -1;   // LibraryMatte only; negative: the trimap's count
+    bool colours = false;          // also recover foreground colours
+    ColourMethod colourMethod = ColourMethod::FullResolution;
+};
+
+// The route chosen and why, before the work.
+struct RoutePlan {
+    Route route = Route::Matte;
+    long long unknown = 0;         // the trimap's unknown pixels
+    long long largestLeaf = 0;     // of the library's tile tree, when it was reckoned
+    double estimate = 0;           // unknownEstimate handed to qxMaskAlpha (Matte, Reduced, Pieces' start)
+    double scale = 1;              // working scale of the result: 1 full size
+    std::vector<cv::Rect> pieces;  // Pieces: the rectangles, in the order they are solved
+    std::string reason;            // one line: why this route
+};
+
+// The memory budget qxMaskAlpha and the local solves reckon with, in their
+// bytes: the least of installed memory, available memory and swap, and the
+// address space left, as the library measures it at the call.
+double libraryMemoryBudget();
+
+// Chooses the route for a trimap (0 cut, 255 keep, anything else unknown)
+// under a budget (libraryMemoryBudget()): a full-size matte when the library
+// takes it so, else full-size tiles when no tile is too large, else
+// full-size pieces, else the smallest reduced scale that fits.
+RoutePlan planRoute(const cv::Mat& trimap, const RoadSettings& settings, double budget);
+
+struct RoadResult {
+    cv::Mat alpha;    // CV_8UC1, the image's size
+    cv::Mat colours;  // CV_8UC3 recovered colours (settings.colours), else empty
+    RoutePlan plan;   // the route taken (after a fall-back: the one that gave the result)
+    std::string notice;  // one line when the result is not at full accuracy (a reduced
+                         // scale and its reason), else empty
+};
+
+// Any image and any trimap to a full-size alpha, by the route planRoute
+// chooses: check the inputs, plan, prepare the marks, solve, finish. Pixels
+// the trimap holds at 0 or 255 are exactly that in the alpha. A route that
+// still fails with a size or memory value falls back to the next one; when
+// none is left, LibraryFailure carries a sentence saying what would help.
+RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadSettings& settings = RoadSettings(),
+                        Progress progress = Progress());
 
 }  // namespace qxhost

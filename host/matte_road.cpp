@@ -1,0 +1,179 @@
+// One road from any image and any trimap to a full-size alpha: check the
+// inputs, plan the route, prepare the marks, solve, finish. Steps that want
+// to change the marks before the solve (confident pixels, a grown known
+// region) belong between the plan and the solve.
+#include <opencv2/imgproc.hpp>
+
+#include <cstdio>
+
+#include "argument_checks.h"
+#include "qxhost.h"
+
+namespace qxhost {
+
+namespace {
+
+constexpr int kPieceFrame = 4;  // pixels of the surrounding alpha a piece leans on
+
+// Progress of several library calls as one bar of 1000 a call.
+struct StagedProgress {
+    Progress outer;
+    int stage = 0, stages = 1;
+    static int relay(int value, int total, void* cookie) {
+        const auto* s = static_cast<const StagedProgress*>(cookie);
+        const long long within = total > 0 ? 1000LL * std::min(std::max(value, 0), total) / total : 0;
+        return s->outer.function(static_cast<int>(s->stage * 1000LL + within), s->stages * 1000, s->outer.cookie);
+    }
+    Progress next() {
+        ++stage;
+        return at();
+    }
+    Progress at() {
+        if (!outer.function) return outer;
+        return Progress{&StagedProgress::relay, this};
+    }
+};
+
+// Failure values that say the system or its memory was too large, which a
+// smaller route may still get through.
+bool sizeOrMemory(const LibraryFailure& f) {
+    if (f.exportName == "qxMaskAlpha")
+        return f.value == -1001 || f.value == -898 || f.value == -888 || f.value == -887 || f.value == -875 ||
+               f.value == -870;
+    return f.value == -1 || f.value == 102 || f.value == 112 || f.value == 113 || f.value == 125 || f.value == 130;
+}
+
+// Marks of the solve from the trimap: fixed cut and keep, and unknown.
+cv::Mat prepareMarks(const cv::Mat& trimap) { return marksFromTrimap(trimap); }
+
+cv::Mat solveTiles(const cv::Mat& image, const cv::Mat& marks, bool half, Progress progress) {
+    CutoutSettings tiles;
+    tiles.fullSize = !half;
+    return keepCutToAlpha(image, marks, tiles, progress);
+}
+
+// Pieces: a quick reduced solve of the whole gives every pixel a first
+// alpha; then each piece is solved again at full size inside a frame of the
+// alpha around it, which holds the pieces solved before it.
+cv::Mat solvePieces(const cv::Mat& image, const cv::Mat& trimap, const cv::Mat& marks, const RoutePlan& plan,
+                    StagedProgress& staged) {
+    const cv::Mat first = solveAlpha(image, trimap, plan.estimate, MatteBounds(), staged.at());
+    cv::Mat mask = marks.clone();
+    const cv::Mat soft = first & 0xFE;
+    soft.copyTo(mask, mask == kMarkUnknown);
+    cv::Mat pixels = toFourByte(image);
+    cv::Mat out = pixels.clone();
+    cv::Mat aux = marks.clone();
+    for (const cv::Rect& piece : plan.pieces) {
+        const Progress p = staged.next();
+        QxJob job{};
+        job.imagePixels = pixels.data;
+        job.imageStep = static_cast<int>(pixels.step);
+        job.maskPixels = mask.data;
+        job.maskStep = static_cast<int>(mask.step);
+        job.outPixels = out.data;
+        job.outStep = static_cast<int>(out.step);
+        job.auxPixels = aux.data;
+        job.auxStep = static_cast<int>(aux.step);
+        job.width = image.cols;
+        job.height = image.rows;
+        job.roiX = piece.x;
+        job.roiY = piece.y;
+        job.roiWidth = piece.width;
+        job.roiHeight = piece.height;
+        job.roiBorder = kPieceFrame;
+        job.keepCutMode = 2;  // the new alpha as solved
+        job.progressCallback = p.function;
+        job.progressCookie = p.cookie;
+        checkReturn("qxKeepCutToAlpha", qxKeepCutToAlpha(&job, 1));
+    }
+    mask.setTo(0, mask == kMarkCut);
+    return mask;
+}
+
+cv::Mat solveRoute(const cv::Mat& image, const cv::Mat& trimap, const cv::Mat& marks, const RoutePlan& plan,
+                   const RoadSettings& settings, StagedProgress& staged) {
+    switch (plan.route) {
+        case Route::Matte:
+        case Route::Reduced: return solveAlpha(image, trimap, plan.estimate, settings.bounds, staged.at());
+        case Route::Tiles: return solveTiles(image, marks, false, staged.at());
+        case Route::HalfTiles: return solveTiles(image, marks, true, staged.at());
+        default: return solvePieces(image, trimap, marks, plan, staged);
+    }
+}
+
+// The plan of the next smaller route after a size or memory failure: a
+// budget a quarter as large gives smaller pieces or a smaller scale.
+bool fallBack(RoutePlan& plan, const cv::Mat& trimap, const RoadSettings& settings, double& budget) {
+    if (settings.choice != RouteChoice::Auto || settings.halfTiles) return false;
+    if (plan.route == Route::Reduced && plan.scale < 0.02) return false;
+    budget /= 4;
+    const RoutePlan smaller = planRoute(trimap, settings, budget);
+    plan = smaller;
+    return true;
+}
+
+std::string whatWouldHelp(const RoutePlan& plan, double budget) {
+    char text[400];
+    std::snprintf(text, sizeof text,
+                  "no route fits in memory: %lld unknown pixels could not be solved even at a reduced scale "
+                  "with %.0f MB the library could use. Close other programs or add swap, or narrow the "
+                  "trimap's unknown band, or crop the image",
+                  plan.unknown, budget / 1e6);
+    return text;
+}
+
+}  // namespace
+
+RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadSettings& settings,
+                        Progress progress) {
+    // 1. Inputs.
+    requireDepth8(image, "the image", (1u << 3) | (1u << 4));
+    requireDepth8(trimap, "the trimap", 1u << 1);
+    requireSameSize(image, "the image", trimap, "the trimap");
+    if (settings.bounds.inHigh == settings.bounds.inLow)
+        throw std::invalid_argument("the high and low trimap bounds must differ");
+
+    // 2. The route.
+    double budget = libraryMemoryBudget();
+    RoadResult result;
+    result.plan = planRoute(trimap, settings, budget);
+
+    // 3. The marks of the solve.
+    const cv::Mat marks = prepareMarks(trimap);
+
+    // 4. The solve, with a smaller route as a second line when the library
+    // still finds the system or its memory too large.
+    StagedProgress staged;
+    for (;;) {
+        staged.outer = progress;
+        staged.stage = 0;
+        staged.stages = result.plan.route == Route::Pieces ? 1 + static_cast<int>(result.plan.pieces.size()) : 1;
+        try {
+            result.alpha = solveRoute(image, trimap, marks, result.plan, settings, staged);
+            break;
+        } catch (const LibraryFailure& f) {
+            if (!sizeOrMemory(f)) throw;
+            const RoutePlan failed = result.plan;
+            if (!fallBack(result.plan, trimap, settings, budget)) {
+                if (settings.choice != RouteChoice::Auto || settings.halfTiles) throw;
+                throw LibraryFailure(f.exportName, f.value, whatWouldHelp(failed, budget));
+            }
+        }
+    }
+
+    // 5. Finish: certain pixels are exactly as the trimap marks them, and the
+    // colours follow the alpha.
+    result.alpha.setTo(0, trimap == 0);
+    result.alpha.setTo(255, trimap == 255);
+    if (result.plan.scale < 1) {
+        char line[300];
+        std::snprintf(line, sizeof line, "solved at %.0f%% scale (%s), then brought up to full size",
+                      result.plan.scale * 100, result.plan.reason.c_str());
+        result.notice = line;
+    }
+    if (settings.colours) result.colours = recoverColours(image, result.alpha, settings.colourMethod, progress);
+    return result;
+}
+
+}  // namespace qxhost

@@ -1,0 +1,102 @@
+#include "support/strand_composite.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace qxtest {
+
+namespace {
+
+// Alpha of strands over a body: each strand a random walk of anti-aliased
+// segments whose opacity fades along it.
+cv::Mat strandMatte(cv::Size size, cv::RNG& rng) {
+    const double m = std::min(size.width, size.height);
+    cv::Mat body(size, CV_32F, cv::Scalar(0));
+    const cv::Point centre(size.width / 2, size.height);
+    const cv::Size axes(static_cast<int>(size.width * 0.3), static_cast<int>(size.height * 0.55));
+    cv::ellipse(body, centre, axes, 0, 0, 360, cv::Scalar(1), cv::FILLED, cv::LINE_AA);
+    cv::Mat alpha = body.clone();
+    const int count = static_cast<int>(m * 1.5);
+    const double reach = m * 0.35;
+    for (int i = 0; i < count; ++i) {
+        const double t = rng.uniform(CV_PI * 1.02, CV_PI * 1.98);
+        cv::Point2d p(centre.x + axes.width * 0.97 * std::cos(t), centre.y + axes.height * 0.97 * std::sin(t));
+        double heading = t + rng.uniform(-0.4, 0.4);
+        const double opacity = rng.uniform(0.3, 1.0);
+        const int thickness = rng.uniform(1, 3);
+        const int steps = rng.uniform(8, 24);
+        const double stepLength = reach * rng.uniform(0.3, 1.0) / steps;
+        cv::Mat strand(size, CV_32F, cv::Scalar(0));
+        for (int s = 0; s < steps; ++s) {
+            heading += rng.uniform(-0.15, 0.15);
+            const cv::Point2d q(p.x + stepLength * std::cos(heading), p.y + stepLength * std::sin(heading));
+            const double fade = opacity * (1.0 - 0.7 * s / steps);
+            cv::line(strand, cv::Point(cvRound(p.x * 16), cvRound(p.y * 16)),
+                     cv::Point(cvRound(q.x * 16), cvRound(q.y * 16)), cv::Scalar(fade), thickness, cv::LINE_AA, 4);
+            p = q;
+        }
+        alpha = cv::max(alpha, strand);
+    }
+    cv::Mat out;
+    alpha.convertTo(out, CV_8U, 255.0);
+    return out;
+}
+
+}  // namespace
+
+cv::Mat makeStandInPhoto(cv::Size size, unsigned seed) {
+    cv::RNG rng(seed);
+    cv::Mat small(std::max(2, size.height / 64), std::max(2, size.width / 64), CV_8UC3);
+    rng.fill(small, cv::RNG::UNIFORM, 30, 230);
+    cv::Mat photo, grain(size, CV_8UC3);
+    cv::resize(small, photo, size, 0, 0, cv::INTER_CUBIC);
+    rng.fill(grain, cv::RNG::NORMAL, 0, 6);
+    cv::add(photo, grain, photo);
+    return photo;
+}
+
+StrandCase makeStrandCase(const cv::Mat& foreground, const cv::Mat& background, cv::Size size,
+                          double unknownFraction, unsigned seed) {
+    cv::RNG rng(seed);
+    StrandCase c;
+    c.alpha = strandMatte(size, rng);
+    cv::Mat f, b;
+    cv::resize(foreground, f, size, 0, 0, cv::INTER_CUBIC);
+    cv::resize(background, b, size, 0, 0, cv::INTER_CUBIC);
+    cv::Mat a, af, ab;
+    c.alpha.convertTo(a, CV_32F, 1.0 / 255);
+    cv::cvtColor(a, a, cv::COLOR_GRAY2BGR);
+    f.convertTo(af, CV_32FC3);
+    b.convertTo(ab, CV_32FC3);
+    cv::Mat mixed = af.mul(a) + ab.mul(cv::Scalar::all(1.0) - a);
+    mixed.convertTo(c.image, CV_8UC3);  // rounds
+
+    // Keep: the solid body, shrunk by a few pixels; unknown: everything within
+    // a distance of the soft pixels, the distance chosen for the fraction.
+    cv::Mat solid = c.alpha == 255, keep;
+    cv::erode(solid, keep, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(7, 7)));
+    cv::Mat outside = c.alpha == 0, distance;
+    cv::distanceTransform(outside, distance, cv::DIST_L2, 3);
+    const double target = unknownFraction * double(c.alpha.total());
+    std::vector<float> d;
+    d.reserve(c.alpha.total());
+    for (int y = 0; y < distance.rows; ++y) {
+        const float* r = distance.ptr<float>(y);
+        const unsigned char* k = keep.ptr<unsigned char>(y);
+        for (int x = 0; x < distance.cols; ++x)
+            if (!k[x]) d.push_back(r[x]);
+    }
+    const std::size_t n = std::min(d.size() - 1, static_cast<std::size_t>(std::max(0.0, target)));
+    std::nth_element(d.begin(), d.begin() + static_cast<long>(n), d.end());
+    const float limit = std::max(d[n], 2.0f);
+    c.trimap = cv::Mat(size, CV_8UC1, cv::Scalar(0));
+    c.trimap.setTo(128, distance <= limit);
+    c.trimap.setTo(255, keep);
+    c.unknown = cv::countNonZero(c.trimap == 128);
+    return c;
+}
+
+}  // namespace qxtest
