@@ -1,5 +1,6 @@
 // Refine Selection Edge: marks from the selection (or a trimap channel), a
-// soft alpha by qxKeepCutToAlpha over the whole layer, and the result as the
+// full-size soft alpha over the whole layer by the host's any-size road, and
+// the result as the
 // layer's mask, with recovered edge colours written into the layer if asked.
 // Everything is computed before the image is touched, so a failure changes
 // nothing; the changes then go in as one undo step.
@@ -67,13 +68,6 @@ std::string whyNoSolve(const cv::Mat& marks, const RefineParams& p) {
     return "The selection's edge leaves too few unknown pixels to solve.";
 }
 
-// The export leaves fixed marks as they came: a fixed cut (1) is transparent.
-cv::Mat alphaFromSolvedMarks(const cv::Mat& solved) {
-    cv::Mat alpha = solved.clone();
-    alpha.setTo(0, solved == qxhost::kMarkCut);
-    return alpha;
-}
-
 // Layer mask and colours, one undo step.
 void writeResult(gint32 image, const LayerArea& area, const cv::Mat& alpha, const cv::Mat* colours) {
     gimp_image_undo_group_start(image);
@@ -107,29 +101,38 @@ void runRefine(gint32 image, gint32 drawable, const RefineParams& p) {
     cv::Mat marks = layerMarks(image, area, p);
     cv::Mat pixels = readLayerPixels(area);
     cv::Mat out = pixels.clone();
-    cv::Mat aux = marks.clone();
+    const bool noKeep = cv::countNonZero(marks == qxhost::kMarkKeep) == 0;
+    const bool noCut = cv::countNonZero(marks == qxhost::kMarkCut) == 0;
+    if (noKeep || noCut || cv::countNonZero(marks == qxhost::kMarkUnknown) < 3)
+        throw UserError(whyNoSolve(marks, p));
 
     const bool fullColours = p.colours == kColoursFull;
     ProgressSpan solveSpan{0.0, fullColours ? 0.85 : 1.0};
     gimp_progress_init("Refining the selection edge");
-    QxJob job{};
-    job.imagePixels = pixels.data;
-    job.imageStep = static_cast<int>(pixels.step);
-    job.maskPixels = marks.data;
-    job.maskStep = static_cast<int>(marks.step);
-    job.outPixels = out.data;
-    job.outStep = static_cast<int>(out.step);
-    job.auxPixels = aux.data;
-    job.auxStep = static_cast<int>(aux.step);
-    job.width = job.roiWidth = area.width;
-    job.height = job.roiHeight = area.height;
-    job.recoverColors = p.colours == kColoursLibrary ? 1 : 0;
-    job.progressCallback = progressToGimp;
-    job.progressCookie = &solveSpan;
-    const int rc = qxKeepCutToAlpha(&job, p.fullSize);
-    if (rc == -5) throw UserError(whyNoSolve(aux, p) + " (" + qxhost::describeFailure("qxKeepCutToAlpha", rc) + ")");
-    qxhost::checkReturn("qxKeepCutToAlpha", rc);
-    const cv::Mat alpha = alphaFromSolvedMarks(marks);
+    // The road picks the route that fits the layer and the memory: one solve,
+    // tiles, full-size pieces or, only when nothing else fits, a reduced scale.
+    qxhost::RoadSettings road;
+    road.halfTiles = p.fullSize == 0;
+    road.colours = p.colours == kColoursLibrary;
+    road.colourMethod = qxhost::ColourMethod::Cell;  // the library's own recovery
+    qxhost::RoadResult solved;
+    try {
+        solved = qxhost::solveAnySize(pixels, qxhost::trimapFromMarks(marks), road,
+                                      qxhost::Progress{progressToGimp, &solveSpan});
+    } catch (const qxhost::LibraryFailure& f) {
+        if (f.value == -5) throw UserError(whyNoSolve(marks, p) + " (" + f.what() + ")");
+        throw;
+    }
+    g_printerr("%s: route %s: %s\n", kTitle, qxhost::routeName(solved.plan.route), solved.plan.reason.c_str());
+    if (!solved.notice.empty()) gimp_message((std::string(kTitle) + ": " + solved.notice + ".").c_str());
+    const cv::Mat& alpha = solved.alpha;
+    if (road.colours) {
+        cv::Mat channels[4], colour[3];
+        cv::split(pixels, channels);
+        cv::split(solved.colours, colour);
+        const cv::Mat merged[4] = {colour[0], colour[1], colour[2], channels[3]};
+        cv::merge(merged, 4, out);
+    }
 
     if (fullColours) {
         ProgressSpan colourSpan{0.85, 1.0};

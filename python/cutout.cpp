@@ -6,6 +6,7 @@
 #include "grabcut.h"
 #include "mat_bridge.h"
 #include "qxhost.h"
+#include "route_report.h"
 
 namespace qxpy {
 
@@ -69,8 +70,22 @@ py::array_t<unsigned char> cutout(const py::object& image, const py::object& mar
 
     cv::Mat alpha, rgb;
     const qxhost::Progress sink{progressTrampoline, &progressSink};
+    qxhost::RoadResult solved;
     callExport("qxKeepCutToAlpha", progress, [&] {
-        alpha = qxhost::keepCutToAlpha(bgr, marksMat, settings, sink, &rgb);
+        if (editing) {
+            alpha = qxhost::keepCutToAlpha(bgr, marksMat, settings, sink, &rgb);
+        } else {
+            // The whole image by the road: the route that fits, at full size unless half.
+            qxhost::RoadSettings road;
+            road.halfTiles = half;
+            road.colours = settings.designColours;
+            road.colourMethod = qxhost::ColourMethod::Cell;  // the library's own recovery
+            cv::Mat trimap = maskMat(mk);
+            trimap.setTo(0, trimap == 1);  // the brushes' cut
+            solved = qxhost::solveAnySize(bgr, trimap, road, sink);
+            alpha = solved.alpha;
+            rgb = solved.colours;
+        }
         if (how == Colours::Full) {
             if (editing)
                 qxhost::estimateForegroundInside(bgr, alpha, settings.edit, rgb, sink);
@@ -86,6 +101,7 @@ py::array_t<unsigned char> cutout(const py::object& image, const py::object& mar
         else
             rgb = bgr;
     }
+    if (!editing) reportRoute(solved);
     cv::Mat cut = qxhost::makeCutout(rgb, alpha);
     if (editing) qxhost::finishEdit(earlier, marksMat, settings, cut);
     return rgbArray(cut, true);

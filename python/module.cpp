@@ -31,11 +31,13 @@ PYBIND11_MODULE(qxmatte, m) {
           "Soft alpha matte of an image from a trimap.\n\n"
           "image: H x W x 3 uint8 RGB. trimap: H x W uint8, 0 background, 255\n"
           "foreground, anything else unknown. unknown: the expected number of pixels to\n"
-          "solve (default: the trimap's pixels other than 0 and 255); with the image\n"
-          "size it decides the working scale. progress: None or a callable\n"
-          "progress(value, total), called from any thread while the solve runs.\n\n"
+          "solve, handed to the library's matte as it is (default: None, the module\n"
+          "chooses the route that fits: one solve, tiles, full-size pieces or a reduced\n"
+          "scale, said with a warning). qxmatte.last_route names the route taken.\n"
+          "progress: None or a callable progress(value, total), called from any thread\n"
+          "while the solve runs.\n\n"
           "Returns a new H x W uint8 alpha. Raises qxmatte.Error when the trimap allows\n"
-          "no solve or the unknown region is too large for one solve (use cutout()).");
+          "no solve, or when memory allows no route at all.");
 
     m.def("foreground", &qxpy::foreground, "image"_a, "alpha"_a, py::kw_only(), "method"_a = "full",
           "progress"_a = py::none(),
@@ -54,9 +56,9 @@ PYBIND11_MODULE(qxmatte, m) {
           "only"_a = py::none(),
           "cutout(image, marks, *, colours=True, half=False, progress=None, edit=None,\n"
           "       previous=None, border=8, only=None) -> rgba\n\n"
-          "A cut-out at any image size: the unknown pixels of the marks solved tile by\n"
-          "tile, each tile leaning on those before it, so there is no size limit (use it\n"
-          "where matte() finds the system too large).\n\n"
+          "A cut-out at any image size: the unknown pixels of the marks solved by the\n"
+          "route that fits (as matte() chooses it; qxmatte.last_route names it), so\n"
+          "there is no size limit.\n\n"
           "image: H x W x 3 uint8 RGB. marks: H x W uint8 trimap, 0 background, 255\n"
           "foreground, anything else unknown (as grabcut() returns it). colours: True or\n"
           "\"full\" recovers the true colours at the soft edges by the full-resolution\n"

@@ -4,7 +4,8 @@
 # alpha and colours changed only on edge pixels; (2) GrabCut from a rectangle
 # to a trimap channel and the selection, then the edge refined from it; grey
 # and 16-bit images get a mask too; (3) refusals in words that leave the image
-# untouched. gimp-console exits 0 even when a command fails, so every check
+# untouched; (4) a one-sided unknown region over the library's tile limit
+# gets a mask at full size, the route said. gimp-console exits 0 even when a command fails, so every check
 # reads the output text and the files written.
 # Usage: plugin_test.sh PLUGIN CLI PNG_CHECK SAMPLES_DIR
 set -euo pipefail
@@ -49,8 +50,14 @@ variant() {
   $2 (plug-in-qxmatte-refine-edge RUN-NONINTERACTIVE img layer $3 ch)
   (gimp-message (string-append \"$1-mask \" (number->string (car (gimp-layer-get-mask layer))))))"
 }
+# A one-sided unknown region over the library's tile limit (see png_check strip).
+"$check" strip "$work/strip.png" "$work/strip_trimap.png" || fail "png_check strip"
+strip_case="(let* ((img (open-image \"$work/strip.png\")) (layer (active img)) (ch (trimap-channel img \"$work/strip_trimap.png\")))
+  (plug-in-qxmatte-refine-edge RUN-NONINTERACTIVE img layer 16 0 1 ch)
+  (gimp-message (string-append \"strip-mask \" (number->string (car (gimp-layer-get-mask layer))))))"
+
 # 1 and 2 in one run; 3 in another, whose failing command ends its batch.
-gimp_batch road "
+gimp_batch road "$strip_case" "
 (let* ((img (open-image \"$image\")) (layer (active img)) (ch (trimap-channel img \"$trimap\")))
   (plug-in-qxmatte-refine-edge RUN-NONINTERACTIVE img layer 16 1 1 ch)
   (gimp-message (string-append \"trimap-mask \" (number->string (car (gimp-layer-get-mask layer)))))
@@ -71,9 +78,11 @@ gimp_batch road "
   "$(variant u16 '(gimp-image-convert-precision img PRECISION-U16-GAMMA)' '16 2 0')"
 
 grep -q 'batch command experienced an execution error' "$work/road.log" && { cat "$work/road.log"; fail "a command failed"; }
-for case in trimap grey u16; do
+for case in trimap grey u16 strip; do
   [[ -n $(say "$case-mask [0-9]" road) ]] || { cat "$work/road.log"; fail "$case: the layer got no mask"; }
 done
+
+grep -q 'Refine Selection Edge: route pieces' "$work/road.log" || { cat "$work/road.log"; fail "strip: no route reported"; }
 
 # 1. The mask against the alpha the command-line tool's cutout makes from the
 # same image and trimap read from the files.

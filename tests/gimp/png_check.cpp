@@ -5,9 +5,13 @@
 //                                              transparent pixels black), changed on some edge pixels
 //   png_check same RESULT.png ORIGINAL.png     same channels and pixels
 //   png_check levels GREY.png                  counts of 0, 128, 255 and other values
+//   png_check strip IMAGE.png TRIMAP.png       writes a 1000x640 image and a trimap whose
+//                                              614400 unknown pixels make one tile (cut
+//                                              left, keep right): over the library's limit
 // Exit 0 when the check holds, 1 when not, 2 for unreadable files.
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include <cstdio>
 #include <cstdlib>
@@ -59,6 +63,14 @@ int main(int argc, char** argv) {
         const int zero = cv::countNonZero(grey == 0), mid = cv::countNonZero(grey == 128);
         const int full = cv::countNonZero(grey == 255), other = int(grey.total()) - zero - mid - full;
         return std::printf("levels: 0 %d, 128 %d, 255 %d, other %d\n", zero, mid, full, other), 0;
+    }
+    if (argc == 4 && what == "strip") {
+        cv::Mat small(10, 16, CV_8UC3), image, trimap(640, 1000, CV_8UC1, cv::Scalar(128));
+        cv::RNG(7).fill(small, cv::RNG::UNIFORM, 30, 230);
+        cv::resize(small, image, trimap.size(), 0, 0, cv::INTER_CUBIC);
+        trimap.colRange(0, 20).setTo(0);
+        trimap.colRange(980, 1000).setTo(255);
+        return cv::imwrite(argv[2], image) && cv::imwrite(argv[3], trimap) ? 0 : 2;
     }
     if (argc == 4 && (what == "alpha-equal" || what == "colours" || what == "same"))
         return check(what, load(argv[2]), load(argv[3]));
