@@ -15,7 +15,8 @@ namespace {
 
 constexpr int kPieceFrame = 4;  // pixels of the surrounding alpha a piece leans on
 
-// Progress of several library calls as one bar of 1000 a call.
+// Progress of several library calls as one bar of 1000 a call; one call
+// reports with its own total.
 struct StagedProgress {
     Progress outer;
     int stage = 0, stages = 1;
@@ -29,7 +30,7 @@ struct StagedProgress {
         return at();
     }
     Progress at() {
-        if (!outer.function) return outer;
+        if (!outer.function || stages == 1) return outer;
         return Progress{&StagedProgress::relay, this};
     }
 };
