@@ -2,12 +2,23 @@
 // (Error and MemoryError) cannot be declared through pybind11's helpers.
 #include "errors.h"
 
+#include <opencv2/core.hpp>
+
+#include <new>
+
 namespace qxpy {
 
 namespace {
 
 PyObject* errorType = nullptr;
 PyObject* outOfMemoryType = nullptr;
+
+void setOutOfMemory(const std::string& sentence) {
+    py::object error = py::handle(outOfMemoryType)(sentence);
+    error.attr("code") = -1;
+    error.attr("function") = py::none();
+    PyErr_SetObject(outOfMemoryType, error.ptr());
+}
 
 }  // namespace
 
@@ -30,6 +41,20 @@ void addErrors(py::module_& m) {
     // The module holds its own references; these two stay for the process.
     m.add_object("Error", py::reinterpret_borrow<py::object>(errorType));
     m.add_object("OutOfMemoryError", py::reinterpret_borrow<py::object>(outOfMemoryType));
+    // Memory that runs out in the buffers around the library (the host
+    // layer's images, the module's copies) is the same trouble for the
+    // caller as the library's own allocation codes. Anything else goes on
+    // to pybind11's translators.
+    py::register_exception_translator([](std::exception_ptr p) {
+        try {
+            if (p) std::rethrow_exception(p);
+        } catch (const std::bad_alloc&) {
+            setOutOfMemory("out of memory");
+        } catch (const cv::Exception& e) {
+            if (e.code != cv::Error::StsNoMem) throw;
+            setOutOfMemory("out of memory: " + e.err);
+        }
+    });
 }
 
 void raiseFailure(const char* exportName, int value, bool outOfMemory, const std::string& sentence) {

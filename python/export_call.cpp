@@ -50,10 +50,6 @@ void raiseThrownValue(const char* exportName, int value) {
                  std::string(exportName) + " failed inside the library with value " + std::to_string(value));
 }
 
-void raiseOutOfMemory(const char* exportName, const std::string& what) {
-    raiseFailure(exportName, -1, true, what);
-}
-
 void raiseLibraryFailure(const qxhost::LibraryFailure& failure) {
     raiseExportFailure(failure.exportName.c_str(), failure.value);
 }

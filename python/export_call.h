@@ -5,11 +5,8 @@
 
 #include <pybind11/pybind11.h>
 
-#include <opencv2/core.hpp>
-
 #include <memory>
 #include <mutex>
-#include <new>
 #include <string>
 
 #include "qxhost.h"
@@ -41,17 +38,13 @@ void checkCall(const py::object& progress);
 [[noreturn]] void raiseThrownValue(const char* exportName, int value);
 // A failure value met by the host layer becomes an Error.
 [[noreturn]] void raiseLibraryFailure(const qxhost::LibraryFailure& failure);
-// Memory that ran out in the host layer's own buffers (std::bad_alloc, or
-// OpenCV's allocation failure) becomes an OutOfMemoryError, as the library's
-// allocation codes do.
-[[noreturn]] void raiseOutOfMemory(const char* exportName, const std::string& what);
 
 // Runs call() without the GIL and under exportLock, with progress reaching
 // `progress` (None: silent). Returns what call() returns; an exception raised
 // by the progress callable is raised once the call is over, then a failure
-// value the host layer met or an integer the library threw, or memory that
-// ran out. Other C++ exceptions take pybind11's way (std::invalid_argument:
-// ValueError).
+// value the host layer met or an integer the library threw. Other C++
+// exceptions take pybind11's way (std::invalid_argument: ValueError,
+// std::bad_alloc: MemoryError).
 template <class Call>
 int callExport(const char* exportName, const py::object& progress, Call&& call) {
     checkCall(progress);
@@ -61,7 +54,6 @@ int callExport(const char* exportName, const py::object& progress, Call&& call) 
     bool threw = false;
     int thrownValue = 0;
     std::unique_ptr<qxhost::LibraryFailure> failure;
-    std::string noMemory;  // set when an allocation failed
     {
         py::gil_scoped_release nogil;
         std::lock_guard<std::mutex> lock(exportLock);
@@ -81,11 +73,6 @@ int callExport(const char* exportName, const py::object& progress, Call&& call) 
             thrownValue = value;
         } catch (const qxhost::LibraryFailure& e) {
             failure = std::make_unique<qxhost::LibraryFailure>(e);
-        } catch (const std::bad_alloc&) {
-            noMemory = "out of memory";
-        } catch (const cv::Exception& e) {
-            if (e.code != cv::Error::StsNoMem) throw;
-            noMemory = "out of memory: " + e.err;
         }
     }
     if (callbackError) {
@@ -94,7 +81,6 @@ int callExport(const char* exportName, const py::object& progress, Call&& call) 
         throw e;
     }
     if (failure) raiseLibraryFailure(*failure);
-    if (!noMemory.empty()) raiseOutOfMemory(exportName, noMemory);
     if (threw) raiseThrownValue(exportName, thrownValue);
     return result;
 }

@@ -211,13 +211,8 @@ py::array_t<unsigned char> grabcut(const py::object& image, const py::object& re
     qxhost::GrabCutSettings settings;
     settings.iterations = iterations;
     settings.bandWidth = band.is_none() ? qxhost::defaultGrabCutBand(bgr.size()) : py::cast<int>(band);
-    if (settings.iterations < 1) throw py::value_error("iterations must be 1 or more, got " + std::to_string(iterations));
-    if (settings.bandWidth < 0)
-        throw py::value_error("band must be 0 or more pixels, got " + std::to_string(settings.bandWidth));
-    if (std::max(r.width, r.height) <= qxhost::kGrabCutMaxSide && !qxhost::grabCutAccepts(r.width, r.height))
-        throw py::value_error("rect " + std::to_string(r.width) + " x " + std::to_string(r.height) +
-                              " is too small for GrabCut: its longer side must be at least 101 pixels and its "
-                              "shorter side more than a tenth of that after halving");
+    // The host layer refuses a rectangle too small, a negative band and no
+    // pass in the tool's words, before any work.
     cv::Mat trimap;
     callExport("qxGrabCut", py::none(), [&] {
         trimap = qxhost::grabCutTrimap(bgr, marksMat, r, settings, {progressTrampoline, &progressSink});

@@ -69,7 +69,7 @@ def test_an_edit_equals_the_tools(astronaut, cli, tool_cutout, only):
     ({"only": "add"}, r"previous and only belong to an edit"),
     ({"edit": (0, 0, 8, 8)}, r"give that cut-out as previous"),
     ({"edit": (40, 0, 30, 8), "previous": np.zeros((48, 64, 4), np.uint8)},
-     r"edit \(40, 0, 30, 8\) is not inside the 64 x 48 image"),
+     r"the edited rectangle 30x8 at 40,0 does not lie inside the 64x48 image"),
     ({"edit": (0, 0, 8, 8), "previous": np.zeros((48, 64, 3), np.uint8)}, r"previous must be an H x W x 4 RGBA"),
     ({"edit": (0, 0, 8, 8), "previous": np.zeros((48, 64, 4), np.uint8), "border": 0}, r"border must be 1 to 1000"),
 ])
@@ -77,5 +77,5 @@ def test_bad_arguments_are_value_errors(kwargs, message):
     image, trimap = synthetic(48, 64)
     with pytest.raises(ValueError, match=message):
         qxmatte.cutout(image, trimap, **kwargs)
-    with pytest.raises(ValueError, match="image and marks differ in size"):
+    with pytest.raises(ValueError, match="image is 64x48 but marks is 64x47; both must have the same size"):
         qxmatte.cutout(image, trimap[1:])

@@ -1,5 +1,6 @@
 # The module as a whole: a cheap import, docstrings, exceptions, the GIL
 # released during a solve, and calls from several threads.
+import inspect
 import os
 import subprocess
 import sys
@@ -14,7 +15,7 @@ from conftest import synthetic
 PUBLIC = ["matte", "cutout", "foreground", "grabcut", "GrabCut", "show", "fill", "stretch", "smooth", "level"]
 
 
-def test_import_loads_no_numpy_and_every_function_has_a_docstring():
+def test_import_loads_no_numpy_and_every_function_has_a_signature_and_a_docstring():
     # Importing numpy would be most of the import's cost; the module only
     # needs it once arrays arrive.
     code = "import sys, qxmatte; print('numpy' in sys.modules)"
@@ -22,10 +23,17 @@ def test_import_loads_no_numpy_and_every_function_has_a_docstring():
                          env=dict(os.environ))
     assert out.stdout.strip() == "False"
     assert "numpy" in qxmatte.__doc__
-    for name in PUBLIC:
-        assert getattr(qxmatte, name).__doc__.startswith(name + "("), name
+    assert qxmatte.__version__.count(".") >= 1
+    for name in PUBLIC + ["batch"]:
+        function = getattr(qxmatte, name)
+        parameters = inspect.signature(function).parameters
+        assert parameters and "raise" in function.__doc__.lower(), name
+        # Every parameter of a function is named in its docstring.
+        assert all(p in function.__doc__ for p in parameters if p not in ("self", "options")), name
+    assert list(inspect.signature(qxmatte.matte).parameters) == ["image", "trimap", "unknown", "progress"]
+    assert list(inspect.signature(qxmatte.GrabCut.keep).parameters) == ["self", "start", "end", "radius"]
     for name in ("keep", "cut", "erase", "run", "trimap", "close"):
-        assert getattr(qxmatte.GrabCut, name).__doc__.startswith(name + "("), name
+        assert getattr(qxmatte.GrabCut, name).__doc__, name
 
 
 def test_library_failures_are_errors_carrying_the_value():
