@@ -164,7 +164,7 @@ def _read(path: str, mode: str) -> Any:
             return np.asarray(im.convert(mode))
     except FileNotFoundError:
         raise ValueError(f"cannot read '{path}': no such file") from None
-    except OSError as e:
+    except Exception as e:  # PIL raises OSError, SyntaxError or ValueError for a broken file
         raise ValueError(f"cannot read '{path}': {e}") from None
 
 
@@ -188,7 +188,7 @@ def run_job(command: str, image: str, marks: str, output: str, options: Dict[str
         Image.fromarray(result).save(encoded, format="PNG")
         write_atomically(output, encoded.getvalue())
         return "", time.process_time() - begin
-    except (ValueError, TypeError, OSError, qxmatte.Error) as e:
+    except Exception as e:  # any failure is this job's alone, reported with its cause
         return str(e) or type(e).__name__, time.process_time() - begin
 
 

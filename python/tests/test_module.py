@@ -97,7 +97,8 @@ def test_calls_from_several_threads_give_the_sequential_results():
 def test_the_readme_example_composites_the_sample(tmp_path):
     from conftest import ROOT, SAMPLES, read
     readme = (ROOT / "README.md").read_text()
-    example = readme.split("```python\n", 1)[1].split("```", 1)[0]
+    blocks = [b.split("```", 1)[0] for b in readme.split("```python\n")[1:]]
+    example = next(b for b in blocks if "composite.png" in b)
     (tmp_path / "samples").symlink_to(SAMPLES)
     subprocess.run([sys.executable, "-c", example], cwd=tmp_path, check=True)
     composite, trimap = read(tmp_path / "composite.png"), read(SAMPLES / "astronaut_trimap.png")
@@ -106,6 +107,18 @@ def test_the_readme_example_composites_the_sample(tmp_path):
     # The figure stays where the trimap keeps it, and the background is replaced.
     assert np.abs(composite[trimap == 255].astype(int) - image[trimap == 255]).mean() < 2
     assert np.abs(composite[trimap == 0].astype(int) - image[trimap == 0]).mean() > 20
+
+
+def test_the_readme_progress_example_fills_a_tqdm_bar_for_each_stage(tmp_path):
+    pytest.importorskip("tqdm")
+    from conftest import ROOT, SAMPLES, read
+    blocks = [b.split("```", 1)[0] for b in (ROOT / "README.md").read_text().split("```python\n")[1:]]
+    example = next(b for b in blocks if "tqdm" in b)
+    (tmp_path / "samples").symlink_to(SAMPLES)
+    out = subprocess.run([sys.executable, "-c", example], cwd=tmp_path, check=True, capture_output=True, text=True)
+    # The bar ends full: at the colour stage's total of 100, after the solve's.
+    assert out.stderr.rstrip().splitlines()[-1].split("\r")[-1].startswith("cut-out: 100%|"), out.stderr[-500:]
+    assert read(tmp_path / "cutout.png").shape == (512, 512, 4)
 
 
 LEAK_CALLS = """
