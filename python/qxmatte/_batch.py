@@ -32,7 +32,8 @@ PathLike = Union[str, "os.PathLike[str]"]
 @dataclasses.dataclass
 class BatchRow:
     """One job of a batch: its files, what became of it ("done", "skipped"
-    or "failed"), the cause of a failure and the seconds its worker spent."""
+    or "failed"), the cause of a failure and the processor seconds its
+    worker spent on it (all of the worker's threads)."""
     image: str
     marks: str
     output: str
@@ -61,9 +62,9 @@ class BatchReport:
 
     def __str__(self) -> str:
         lines = [f"batch {self.command}: {len(self.jobs)} jobs, {self.count('done')} done, "
-                 f"{self.count('skipped')} skipped, {self.count('failed')} failed, {self.seconds:.1f} s"]
+                 f"{self.count('skipped')} skipped, {self.count('failed')} failed, {self.seconds:.1f} s wall"]
         width = max([len(os.path.basename(r.output)) for r in self.jobs] + [6])
-        lines.append(f"  {'output':<{width}}  {'status':<7}  {'s':>6}  cause")
+        lines.append(f"  {'output':<{width}}  {'status':<7}  {'cpu s':>6}  cause")
         for r in self.jobs:
             lines.append(f"  {os.path.basename(r.output):<{width}}  {r.status:<7}  {r.seconds:6.2f}  {r.cause}")
         return "\n".join(lines)
