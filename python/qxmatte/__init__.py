@@ -16,9 +16,9 @@ from __future__ import annotations
 
 from typing import TYPE_CHECKING, Any, Callable, Literal, Optional, Tuple, Union
 
-from . import _native
+from . import _errors, _native
 from ._batch import BatchReport, BatchRow, batch
-from ._native import Error, OutOfMemoryError
+from ._errors import Error, OutOfMemoryError
 
 if TYPE_CHECKING:
     import numpy as np

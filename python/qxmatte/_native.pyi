@@ -7,11 +7,7 @@ import numpy.typing as npt
 
 __version__: str
 
-class Error(RuntimeError):
-    code: Optional[int]
-    function: Optional[str]
-
-class OutOfMemoryError(Error, MemoryError): ...
+from ._errors import Error as Error, OutOfMemoryError as OutOfMemoryError
 
 def matte(image: Any, trimap: Any, *, unknown: Any = ..., progress: Any = ...) -> npt.NDArray[np.uint8]: ...
 def foreground(image: Any, alpha: Any, *, method: str = ..., progress: Any = ...) -> npt.NDArray[np.uint8]: ...
