@@ -73,8 +73,9 @@ PixelView maskArg(const py::handle& value, const char* name) {
 
 void checkSameSize(const PixelView& a, const char* aName, const PixelView& b, const char* bName) {
     if (a.height != b.height || a.width != b.width)
-        valueError(std::string(aName) + " and " + bName + " differ in size: " + std::to_string(a.height) + " x " +
-                   std::to_string(a.width) + " and " + std::to_string(b.height) + " x " + std::to_string(b.width));
+        valueError(std::string(aName) + " is " + std::to_string(a.width) + "x" + std::to_string(a.height) + " but " +
+                   bName + " is " + std::to_string(b.width) + "x" + std::to_string(b.height) +
+                   "; both must have the same size");
 }
 
 void copyChannel(const PixelView& v, int channel, unsigned char* plane, py::ssize_t step) {

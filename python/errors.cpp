@@ -1,6 +1,10 @@
-// Exception classes made with the C API: a class with two built-in bases
-// (Error and MemoryError) cannot be declared through pybind11's helpers.
+// Raising the package's exceptions from C++, and the translation of failed
+// allocations into OutOfMemoryError.
 #include "errors.h"
+
+#include <opencv2/core.hpp>
+
+#include <new>
 
 namespace qxpy {
 
@@ -9,27 +13,38 @@ namespace {
 PyObject* errorType = nullptr;
 PyObject* outOfMemoryType = nullptr;
 
+void setOutOfMemory(const std::string& sentence) {
+    py::object error = py::handle(outOfMemoryType)(sentence);
+    error.attr("code") = -1;
+    error.attr("function") = py::none();
+    PyErr_SetObject(outOfMemoryType, error.ptr());
+}
+
 }  // namespace
 
 void addErrors(py::module_& m) {
-    errorType = PyErr_NewExceptionWithDoc(
-        "qxmatte.Error",
-        "The library returned a failure value.\n\n"
-        "Attributes:\n"
-        "    code: the value the library returned\n"
-        "    function: the name of the library function that returned it",
-        PyExc_RuntimeError, nullptr);
-    if (!errorType) throw py::error_already_set();
-    py::handle(errorType).attr("code") = py::none();
-    py::handle(errorType).attr("function") = py::none();
-    py::tuple bases = py::make_tuple(py::handle(errorType), py::handle(PyExc_MemoryError));
-    outOfMemoryType = PyErr_NewExceptionWithDoc("qxmatte.OutOfMemoryError",
-                                                "The library ran out of memory (an Error and a MemoryError).",
-                                                bases.ptr(), nullptr);
-    if (!outOfMemoryType) throw py::error_already_set();
+    // The classes are Python's own (qxmatte/_errors.py), so they have
+    // signatures and docstrings like the rest of the package.
+    py::module_ classes = py::module_::import("qxmatte._errors");
+    errorType = classes.attr("Error").ptr();
+    outOfMemoryType = classes.attr("OutOfMemoryError").ptr();
     // The module holds its own references; these two stay for the process.
     m.add_object("Error", py::reinterpret_borrow<py::object>(errorType));
     m.add_object("OutOfMemoryError", py::reinterpret_borrow<py::object>(outOfMemoryType));
+    // Memory that runs out in the buffers around the library (the host
+    // layer's images, the module's copies) is the same trouble for the
+    // caller as the library's own allocation codes. Anything else goes on
+    // to pybind11's translators.
+    py::register_exception_translator([](std::exception_ptr p) {
+        try {
+            if (p) std::rethrow_exception(p);
+        } catch (const std::bad_alloc&) {
+            setOutOfMemory("out of memory");
+        } catch (const cv::Exception& e) {
+            if (e.code != cv::Error::StsNoMem) throw;
+            setOutOfMemory("out of memory: " + e.err);
+        }
+    });
 }
 
 void raiseFailure(const char* exportName, int value, bool outOfMemory, const std::string& sentence) {

@@ -11,7 +11,8 @@ namespace qxpy {
 
 namespace py = pybind11;
 
-// Adds Error and OutOfMemoryError to the module.
+// Adds Error and OutOfMemoryError to the module, and makes std::bad_alloc and
+// OpenCV's failed allocations raise OutOfMemoryError (.code -1).
 void addErrors(py::module_& m);
 
 // Raises Error (or OutOfMemoryError) with the sentence as its message,

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "errors.h"
 #include "export_call.h"
@@ -35,10 +36,15 @@ cv::Rect rectArg(const py::object& rect, int width, int height, const char* name
         throw py::value_error(std::string(name) + " must be (x, y, width, height), got " + std::string(py::repr(rect)));
     py::sequence r = rect;
     const int x = intItem(r, 0, name), y = intItem(r, 1, name), w = intItem(r, 2, name), h = intItem(r, 3, name);
-    if (w < 1 || h < 1 || x < 0 || y < 0 || x > width - w || y > height - h)
-        throw py::value_error(std::string(name) + " (" + std::to_string(x) + ", " + std::to_string(y) + ", " +
-                              std::to_string(w) + ", " + std::to_string(h) + ") is not inside the " +
-                              std::to_string(width) + " x " + std::to_string(height) + " image");
+    if (w < 1 || h < 1 || x < 0 || y < 0 || x > width - w || y > height - h) {
+        const std::string image = std::to_string(width) + "x" + std::to_string(height) + " image";
+        // The sentences of the tool's --edit and --rect.
+        if (std::string(name) == "edit")
+            throw py::value_error("the edited rectangle " + std::to_string(w) + "x" + std::to_string(h) + " at " +
+                                  std::to_string(x) + "," + std::to_string(y) + " does not lie inside the " + image);
+        throw py::value_error("the rectangle " + std::to_string(x) + "," + std::to_string(y) + "," +
+                              std::to_string(w) + "," + std::to_string(h) + " is empty or leaves the " + image);
+    }
     return cv::Rect(x, y, w, h);
 }
 
@@ -118,6 +124,14 @@ void GrabCut::stroke(const py::object& start, const py::object& end, int radius,
     if (radius < 0) throw py::value_error("radius must be 0 or more, got " + std::to_string(radius));
     const cv::Point a = pointArg(start, "start");
     const cv::Point b = end.is_none() ? a : pointArg(end, "end");
+    // The library clips a stroke at the image's edge, so a point outside it
+    // is a mistake (swapped coordinates, another image's size) that would
+    // otherwise mark nothing or the wrong pixels.
+    for (const auto& [point, what] : {std::pair<cv::Point, const char*>{a, "start"}, {b, "end"}})
+        if (!cv::Rect(0, 0, width, height).contains(point))
+            throw py::value_error("the stroke's " + std::string(what) + " " + std::to_string(point.x) + "," +
+                                  std::to_string(point.y) + " lies outside the " + std::to_string(width) + "x" +
+                                  std::to_string(height) + " image");
     int rc = callExport("qxDrawLine8u", py::none(), [&] {
         if (closed) return kClosed;
         return qxDrawLine8u(mask.data(), width, width, height, a.x, a.y, b.x, b.y, radius, mode, 0);
@@ -197,13 +211,8 @@ py::array_t<unsigned char> grabcut(const py::object& image, const py::object& re
     qxhost::GrabCutSettings settings;
     settings.iterations = iterations;
     settings.bandWidth = band.is_none() ? qxhost::defaultGrabCutBand(bgr.size()) : py::cast<int>(band);
-    if (settings.iterations < 1) throw py::value_error("iterations must be 1 or more, got " + std::to_string(iterations));
-    if (settings.bandWidth < 0)
-        throw py::value_error("band must be 0 or more pixels, got " + std::to_string(settings.bandWidth));
-    if (std::max(r.width, r.height) <= qxhost::kGrabCutMaxSide && !qxhost::grabCutAccepts(r.width, r.height))
-        throw py::value_error("rect " + std::to_string(r.width) + " x " + std::to_string(r.height) +
-                              " is too small for GrabCut: its longer side must be at least 101 pixels and its "
-                              "shorter side more than a tenth of that after halving");
+    // The host layer refuses a rectangle too small, a negative band and no
+    // pass in the tool's words, before any work.
     cv::Mat trimap;
     callExport("qxGrabCut", py::none(), [&] {
         trimap = qxhost::grabCutTrimap(bgr, marksMat, r, settings, {progressTrampoline, &progressSink});

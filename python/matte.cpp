@@ -8,6 +8,7 @@
 #include "export_call.h"
 #include "functions.h"
 #include "mat_bridge.h"
+#include "qxhost.h"
 #include "route_report.h"
 
 namespace qxpy {
@@ -17,6 +18,9 @@ py::array_t<unsigned char> matte(const py::object& image, const py::object& trim
     PixelView img = imageArg(image, "image");
     PixelView tri = maskArg(trimap, "trimap");
     checkSameSize(img, "image", tri, "trimap");
+    // The tool's refusals, in its words: a trimap with no background, no
+    // foreground or nothing unknown gives no matte worth having.
+    qxhost::checkTrimap(maskMat(tri), "trimap");
 
     double estimate = -1;
     if (!unknown.is_none()) {

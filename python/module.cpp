@@ -1,5 +1,6 @@
-// The qxmatte Python module: numpy arrays in, new numpy arrays out, through
-// the library's exports as any host calls them.
+// qxmatte._native, the extension under the qxmatte package (qxmatte/__init__.py
+// gives its functions their Python signatures): numpy arrays in, new numpy
+// arrays out, through the library's exports as any host calls them.
 #include <pybind11/pybind11.h>
 
 #include "errors.h"
@@ -9,7 +10,7 @@
 namespace py = pybind11;
 using namespace pybind11::literals;
 
-PYBIND11_MODULE(qxmatte, m) {
+PYBIND11_MODULE(_native, m) {
     m.doc() =
         "Image cut-out with numpy arrays: soft alpha mattes, foreground colours, GrabCut\n"
         "selections and mask tools.\n\n"

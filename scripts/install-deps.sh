@@ -10,6 +10,7 @@ packages=(
   libcli11-dev libgtest-dev libbenchmark-dev
   gimp libgimp2.0-dev
   python3-pybind11 python3-dev python3-numpy python3-pytest python3-pil
+  python3-venv python3-pip python3-distributed python3-tqdm mypy parallel
   clang libclang-rt-14-dev libomp-14-dev libfuzzer-14-dev
   valgrind cppcheck clang-tidy mandoc
 )

@@ -1,7 +1,9 @@
 # qxmatte.cutout: the command-line tool's bytes on the sample (whole image,
 # half size without recovery, design colours, edits merged by `only`), any
 # strides, inputs untouched, and argument errors.
+import os
 import subprocess
+import sys
 
 import numpy as np
 import pytest
@@ -69,7 +71,7 @@ def test_an_edit_equals_the_tools(astronaut, cli, tool_cutout, only):
     ({"only": "add"}, r"previous and only belong to an edit"),
     ({"edit": (0, 0, 8, 8)}, r"give that cut-out as previous"),
     ({"edit": (40, 0, 30, 8), "previous": np.zeros((48, 64, 4), np.uint8)},
-     r"edit \(40, 0, 30, 8\) is not inside the 64 x 48 image"),
+     r"the edited rectangle 30x8 at 40,0 does not lie inside the 64x48 image"),
     ({"edit": (0, 0, 8, 8), "previous": np.zeros((48, 64, 3), np.uint8)}, r"previous must be an H x W x 4 RGBA"),
     ({"edit": (0, 0, 8, 8), "previous": np.zeros((48, 64, 4), np.uint8), "border": 0}, r"border must be 1 to 1000"),
 ])
@@ -77,5 +79,27 @@ def test_bad_arguments_are_value_errors(kwargs, message):
     image, trimap = synthetic(48, 64)
     with pytest.raises(ValueError, match=message):
         qxmatte.cutout(image, trimap, **kwargs)
-    with pytest.raises(ValueError, match="image and marks differ in size"):
+    with pytest.raises(ValueError, match="image is 64x48 but marks is 64x47; both must have the same size"):
         qxmatte.cutout(image, trimap[1:])
+
+
+OUT_OF_MEMORY = """
+import resource, numpy as np, qxmatte
+img = np.zeros((2000, 2000, 3), np.uint8)
+tri = np.full((2000, 2000), 128, np.uint8); tri[:, :20] = 0; tri[:, -20:] = 255
+qxmatte.cutout(img[:100], tri[:100])  # threads and the solver started at full memory
+size = int(open("/proc/self/statm").read().split()[0]) * resource.getpagesize()
+resource.setrlimit(resource.RLIMIT_AS, (size + (8 << 20), resource.RLIM_INFINITY))
+try:
+    qxmatte.cutout(img, tri)
+except qxmatte.OutOfMemoryError as e:
+    print(isinstance(e, MemoryError), e.code, e)
+"""
+
+
+@pytest.mark.skipif(bool(os.environ.get("QX_SANITIZE")), reason="address space limits and the sanitizer disagree")
+def test_running_out_of_memory_raises_out_of_memory_error():
+    # 8 MB above what the process holds: the first full-size buffer fails,
+    # whether the library or the code around it asks for it.
+    out = subprocess.run([sys.executable, "-c", OUT_OF_MEMORY], capture_output=True, text=True, timeout=120)
+    assert out.stdout.startswith("True -1 out of memory"), (out.stdout, out.stderr[-2000:])

@@ -18,9 +18,9 @@ def test_staged_install_imports_and_loads_the_staged_library(tmp_path):
         subprocess.run(["cmake", "--install", BUILD, "--prefix", tmp_path, "--component", component],
                        check=True, capture_output=True)
     site = tmp_path / INSTALL_DIR
-    assert any(site.glob("qxmatte*.so"))
+    assert any(site.glob("qxmatte/_native*.so")) and (site / "qxmatte" / "py.typed").exists()
     code = ("import numpy as np, qxmatte; "
-            "qxmatte.matte(np.zeros((30, 30, 3), np.uint8), np.full((30, 30), 255, np.uint8)); "
+            "qxmatte.matte(np.zeros((30, 30, 3), np.uint8), np.repeat(np.uint8([0, 128, 255]), 10)[:, None].repeat(30, 1)); "
             "print(*[l.split()[-1] for l in open('/proc/self/maps') if 'libqxmatte' in l][:1])")
     env = {k: v for k, v in os.environ.items() if k != "PYTHONPATH"}
     # (In tmp_path: the current directory comes first on the path, and ctest

@@ -57,7 +57,7 @@ def test_bad_arguments_are_named():
     for call, message in [
         (lambda: qxmatte.show(image, trimap, "glow"), "display mode 'glow' is not one of tint, classes"),
         (lambda: qxmatte.show(image, trimap, "over", colour=(0, 256, 0)), r"colour must be .* each 0 to 255"),
-        (lambda: qxmatte.show(image, trimap[:8], "grey"), "image and mask differ in size"),
+        (lambda: qxmatte.show(image, trimap[:8], "grey"), "but mask is .*; both must have the same size"),
         (lambda: qxmatte.level(image, 100, show="hue"), "preview component 'hue'"),
         (lambda: qxmatte.stretch(image, 0, 9), "alpha must be an H x W array"),
         (lambda: qxmatte.stretch(trimap, 200, 100), "must be below"),

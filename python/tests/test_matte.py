@@ -82,12 +82,27 @@ def test_unknown_estimate_chooses_the_working_scale():
     ((8, 8, 3), np.float32, (8, 8), np.uint8, r"image must be an array of uint8, got dtype float32"),
     ((8, 8, 3), np.uint8, (8, 8), np.uint16, r"trimap must be an array of uint8, got dtype uint16"),
     ((8, 8, 3), np.uint8, (8, 8, 2), np.uint8, r"trimap must be an H x W array"),
-    ((8, 8, 3), np.uint8, (8, 9), np.uint8, r"image and trimap differ in size: 8 x 8 and 8 x 9"),
+    ((8, 8, 3), np.uint8, (8, 9), np.uint8, r"image is 8x8 but trimap is 9x8; both must have the same size"),
     ((0, 8, 3), np.uint8, (0, 8), np.uint8, r"image is empty"),
 ])
 def test_bad_arrays_are_value_errors(image_shape, image_dtype, trimap_shape, trimap_dtype, message):
     with pytest.raises(ValueError, match=message):
         qxmatte.matte(np.zeros(image_shape, image_dtype), np.zeros(trimap_shape, trimap_dtype))
+
+
+@pytest.mark.parametrize("rows, message", [
+    ((128, 128, 128), "the trimap 'trimap' marks no background: no pixel is 0"),
+    ((0, 128, 128), "marks no foreground: no pixel is 255"),
+    ((128, 255, 128), "marks no background"),
+    ((0, 0, 255), "has nothing unknown: every pixel is background or foreground"),
+])
+def test_a_trimap_that_leaves_nothing_to_solve_is_refused_before_the_solve(rows, message):
+    # Left to the solver these give an alpha of all 1, all 250 to 255, all 0
+    # to 1 or a copy of the trimap: products that look made and are not.
+    image, _ = synthetic(30, 30)
+    trimap = np.repeat(np.array(rows, np.uint8), 10)[:, None].repeat(30, axis=1)
+    with pytest.raises(ValueError, match=message):
+        qxmatte.matte(image, trimap, progress=lambda v, t: pytest.fail("the solve started"))
 
 
 def test_non_arrays_are_refused_by_name():

@@ -1,5 +1,6 @@
 # The module as a whole: a cheap import, docstrings, exceptions, the GIL
 # released during a solve, and calls from several threads.
+import inspect
 import os
 import subprocess
 import sys
@@ -14,7 +15,7 @@ from conftest import synthetic
 PUBLIC = ["matte", "cutout", "foreground", "grabcut", "GrabCut", "show", "fill", "stretch", "smooth", "level"]
 
 
-def test_import_loads_no_numpy_and_every_function_has_a_docstring():
+def test_import_loads_no_numpy_and_every_function_has_a_signature_and_a_docstring():
     # Importing numpy would be most of the import's cost; the module only
     # needs it once arrays arrive.
     code = "import sys, qxmatte; print('numpy' in sys.modules)"
@@ -22,10 +23,18 @@ def test_import_loads_no_numpy_and_every_function_has_a_docstring():
                          env=dict(os.environ))
     assert out.stdout.strip() == "False"
     assert "numpy" in qxmatte.__doc__
-    for name in PUBLIC:
-        assert getattr(qxmatte, name).__doc__.startswith(name + "("), name
+    assert qxmatte.__version__.count(".") >= 1
+    for name in PUBLIC + ["batch"]:
+        function = getattr(qxmatte, name)
+        parameters = inspect.signature(function).parameters
+        assert parameters and "raise" in function.__doc__.lower(), name
+        # Every parameter of a function is named in its docstring.
+        assert all(p in function.__doc__ for p in parameters if p not in ("self", "options")), name
+    assert list(inspect.signature(qxmatte.matte).parameters) == ["image", "trimap", "unknown", "progress"]
+    assert list(inspect.signature(qxmatte.Error).parameters) == ["message", "code", "function"]
+    assert list(inspect.signature(qxmatte.GrabCut.keep).parameters) == ["self", "start", "end", "radius"]
     for name in ("keep", "cut", "erase", "run", "trimap", "close"):
-        assert getattr(qxmatte.GrabCut, name).__doc__.startswith(name + "("), name
+        assert getattr(qxmatte.GrabCut, name).__doc__, name
 
 
 def test_library_failures_are_errors_carrying_the_value():
@@ -89,7 +98,8 @@ def test_calls_from_several_threads_give_the_sequential_results():
 def test_the_readme_example_composites_the_sample(tmp_path):
     from conftest import ROOT, SAMPLES, read
     readme = (ROOT / "README.md").read_text()
-    example = readme.split("```python\n", 1)[1].split("```", 1)[0]
+    blocks = [b.split("```", 1)[0] for b in readme.split("```python\n")[1:]]
+    example = next(b for b in blocks if "composite.png" in b)
     (tmp_path / "samples").symlink_to(SAMPLES)
     subprocess.run([sys.executable, "-c", example], cwd=tmp_path, check=True)
     composite, trimap = read(tmp_path / "composite.png"), read(SAMPLES / "astronaut_trimap.png")
@@ -98,6 +108,18 @@ def test_the_readme_example_composites_the_sample(tmp_path):
     # The figure stays where the trimap keeps it, and the background is replaced.
     assert np.abs(composite[trimap == 255].astype(int) - image[trimap == 255]).mean() < 2
     assert np.abs(composite[trimap == 0].astype(int) - image[trimap == 0]).mean() > 20
+
+
+def test_the_readme_progress_example_fills_a_tqdm_bar_for_each_stage(tmp_path):
+    pytest.importorskip("tqdm")
+    from conftest import ROOT, SAMPLES, read
+    blocks = [b.split("```", 1)[0] for b in (ROOT / "README.md").read_text().split("```python\n")[1:]]
+    example = next(b for b in blocks if "tqdm" in b)
+    (tmp_path / "samples").symlink_to(SAMPLES)
+    out = subprocess.run([sys.executable, "-c", example], cwd=tmp_path, check=True, capture_output=True, text=True)
+    # The bar ends full: at the colour stage's total of 100, after the solve's.
+    assert out.stderr.rstrip().splitlines()[-1].split("\r")[-1].startswith("cut-out: 100%|"), out.stderr[-500:]
+    assert read(tmp_path / "cutout.png").shape == (512, 512, 4)
 
 
 LEAK_CALLS = """
