@@ -28,8 +28,12 @@ if TYPE_CHECKING:
 
 __version__: str = _native.__version__
 
+# The route the last matte() or cutout() took and why ("pieces: ...",
+# "half-tiles: ..."); a reduced working scale is also said with a UserWarning.
+last_route: str = ""
+
 __all__ = [
-    "Error", "OutOfMemoryError", "GrabCut", "BatchReport", "BatchRow", "__version__",
+    "Error", "OutOfMemoryError", "GrabCut", "BatchReport", "BatchRow", "__version__", "last_route",
     "matte", "foreground", "cutout", "grabcut", "show", "fill", "stretch", "smooth", "level", "batch",
 ]
 
@@ -46,9 +50,12 @@ def matte(image: ArrayLike, trimap: ArrayLike, *, unknown: Optional[float] = Non
     """Soft alpha matte of an image from a trimap.
 
     image: H x W x 3 uint8 RGB. trimap: H x W uint8: 0 background, 255
-    foreground, anything else unknown. unknown: the expected number of pixels
-    to solve (default: the trimap's pixels other than 0 and 255); with the
-    image size it decides the working scale. progress: None or a callable
+    foreground, anything else unknown. unknown: None (the default) lets the
+    road choose the most accurate route that fits in memory, at full size
+    whenever one exists (qxmatte.last_route names it; a reduced scale is said
+    with a UserWarning); a number of pixels instead goes straight to the
+    library's matte, which takes it as its unknown estimate to decide the
+    working scale. progress: None or a callable
     progress(value, total), called from the library's threads while the
     solve runs; an exception it raises is raised when the call returns.
 
@@ -87,9 +94,9 @@ def cutout(image: ArrayLike, marks: ArrayLike, *, colours: Union[bool, Literal["
            half: bool = False, progress: Progress = None, edit: Optional[Rect] = None,
            previous: Optional[ArrayLike] = None, border: int = 8,
            only: Optional[Literal["add", "remove"]] = None) -> UInt8Array:
-    """A cut-out at any image size: the unknown pixels of the marks solved
-    tile by tile, each tile leaning on those before it (use it where matte()
-    finds the system too large).
+    """A cut-out at any image size: the alpha by the same road as matte()
+    (the most accurate route that fits, at full size whenever one exists;
+    qxmatte.last_route names it), with the colours and alpha as one RGBA image.
 
     image: H x W x 3 uint8 RGB. marks: H x W uint8 trimap: 0 (or 1) background,
     255 foreground, anything else unknown (as grabcut() returns it).
