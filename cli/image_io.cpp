@@ -2,7 +2,9 @@
 // problem.
 #include <opencv2/imgcodecs.hpp>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -70,12 +72,43 @@ void checkOutputs(const std::vector<std::string>& outputs, const std::vector<std
             throw Failure{kExitUsage, "cannot write '" + outputs[i] + "': " +
                                           (ext.empty() ? std::string("the name has no image extension (e.g. .png)")
                                                        : "unknown image extension '" + ext + "'")};
+        qxhost::checkOutputFile(outputs[i]);
         for (const std::string& in : inputs)
             if (!in.empty() && sameFile(outputs[i], in))
                 throw Failure{kExitUsage, "refusing to overwrite the input '" + in + "' with an output"};
         for (std::size_t j = 0; j < i; ++j)
             if (!outputs[j].empty() && sameFile(outputs[i], outputs[j]))
                 throw Failure{kExitUsage, "two outputs name the same file '" + outputs[i] + "'"};
+    }
+
+    // Temporary files of earlier runs killed while writing, once per folder;
+    // a batch cleans its output folder itself, before its jobs start.
+    if (std::getenv("QXMATTE_BATCH_JOB")) return;
+    std::vector<std::string> folders;
+    for (const std::string& out : outputs) {
+        if (out.empty()) continue;
+        const std::string folder = fs::path(out).parent_path().empty() ? "." : fs::path(out).parent_path().string();
+        if (std::find(folders.begin(), folders.end(), folder) == folders.end()) folders.push_back(folder);
+    }
+    for (const std::string& folder : folders) qxhost::removeLeftovers(folder);
+}
+
+void checkCutoutOutput(const std::string& path, const std::string& option) {
+    if (path.empty() || qxhost::keepsAlpha(path)) return;
+    throw Failure{kExitUsage, option + " '" + path + "': a cut-out needs its transparency, which a " +
+                                  fs::path(path).extension().string() +
+                                  " file cannot keep; name it .png, .tif or .webp"};
+}
+
+void checkSizesBeforeReading(const std::string& image, const std::vector<std::string>& others) {
+    const cv::Size size = qxhost::imageFileSize(image);
+    if (size.empty()) return;
+    for (const std::string& other : others) {
+        const cv::Size s = qxhost::imageFileSize(other);
+        if (!s.empty() && s != size)
+            fileFailure("'" + image + "' is " + std::to_string(size.width) + "x" + std::to_string(size.height) +
+                        " but '" + other + "' is " + std::to_string(s.width) + "x" + std::to_string(s.height) +
+                        "; both must have the same size");
     }
 }
 

@@ -15,6 +15,7 @@ struct Options {
 
 int run(const Options& c) {
     const auto colour = qxhost::parseHexColour(c.colour);
+    checkSizesBeforeReading(c.image, {c.mask});
     cv::Mat image = readColour(c.image);
     cv::Mat mask = readMask(c.mask);
     checkSameSize(image, c.image, mask, c.mask);

@@ -103,8 +103,20 @@ struct FileError : std::runtime_error {
 // not a regular file (a device such as /dev/full, a pipe). Throws FileError.
 void writeFileAtomically(const std::string& path, const std::vector<unsigned char>& bytes);
 // Encodes image by path's extension (an unknown one is refused before any
-// file is touched) and writes it with writeFileAtomically.
+// file is touched) and writes it with writeFileAtomically. A four-channel
+// image is refused for a format that keeps no transparency (JPEG, BMP, PNM).
 void writeImageFile(const std::string& path, const cv::Mat& image);
+// Whether the file's format keeps an alpha channel (.png, .tif, .webp).
+bool keepsAlpha(const std::string& path);
+// What writeImageFile would refuse, checked before the work: an unknown or
+// missing extension, a target that is a folder or a device, a folder that is
+// missing, is no folder or cannot take new files. Throws FileError.
+void checkOutputFile(const std::string& path);
+// Removes from a folder the temporary files that writers killed part way left
+// (their process no longer runs); returns how many.
+int removeLeftovers(const std::string& folder);
+// Whether a process of this id runs on this machine.
+bool processAlive(int pid);
 
 enum class ImageKind {
     Colour,     // CV_8UC3 (grey and four-channel images converted)
@@ -113,10 +125,14 @@ enum class ImageKind {
 };
 constexpr long long kMaxImagePixels = 200000000;
 // Reads an image file: the size is checked from the header before decoding
-// (PNG, JPEG, PNM) and again after; 16-bit samples are scaled to 8 bits
-// (65535 to 255); palettes are expanded; float samples are refused. Throws
-// FileError naming the file and the reason.
+// (PNG, JPEG, PNM) and again after; a JPEG cut short is refused rather than
+// decoded half grey, and the decoders' own messages are kept off stderr;
+// 16-bit samples are scaled to 8 bits (65535 to 255); palettes are expanded;
+// float samples are refused. Throws FileError naming the file and the reason.
 cv::Mat readImageFile(const std::string& path, ImageKind kind, long long maxPixels = kMaxImagePixels);
+// Width and height from a PNG, JPEG or PNM file's header without decoding it;
+// an empty size for other formats or a file that cannot be read.
+cv::Size imageFileSize(const std::string& path);
 
 // Refuses a trimap that leaves nothing to solve or nothing to solve from:
 // no background (no pixel at or below inLow), no foreground (none at or
