@@ -83,6 +83,20 @@ inline cv::Scalar colourScalar(const std::array<unsigned char, 3>& rgb) { return
 // by alpha, rounded: (f a + b (255 - a) + 127) / 255. Result CV_8UC3.
 cv::Mat compositeOverImage(const cv::Mat& foreground, const cv::Mat& alpha, const cv::Mat& background);
 cv::Mat compositeOverColour(const cv::Mat& foreground, const cv::Mat& alpha, const cv::Scalar& colour);
+// How a background of other proportions is brought to the cut-out's size.
+enum class BackgroundFit {
+    Fill,     // scaled to cover it, the overhang cut off: nothing distorted, nothing empty
+    Fit,      // scaled to lie inside it, the rest in a plain colour
+    Stretch,  // scaled each way on its own (proportions lost)
+};
+// "fill", "fit", "stretch" (std::invalid_argument otherwise).
+BackgroundFit parseBackgroundFit(const std::string& name);
+// background (3 or 4 channels) at size by fit, result CV_8UC3. align (each 0
+// to 1) places it: 0.5, 0.5 centres the cut (Fill) or the bars (Fit); 0, 0
+// keeps the top left. bars: the colour around a fitted background.
+cv::Mat fitBackground(const cv::Mat& background, cv::Size size, BackgroundFit fit,
+                      cv::Point2d align = cv::Point2d(0.5, 0.5), const cv::Scalar& bars = cv::Scalar::all(255));
+
 // Colours (bytes 0..2 of a 3- or 4-channel image) with the alpha as byte 3.
 cv::Mat makeCutout(const cv::Mat& colours, const cv::Mat& alpha);
 
@@ -270,7 +284,8 @@ enum class FillClass { Cut = 0, Keep = 1, Unknown = 2 };
 FillClass parseFillClass(const std::string& name);
 
 // qxFloodFillAlpha on marks (CV_8UC1) in place: the 8-connected region of the
-// seed's class (fixed cut, fixed keep, anything else) takes the class `as`.
+// seed's class (fixed cut: 0 or 1; fixed keep; anything else) takes the class
+// `as`. Cut is written as 1, or as 0 in a trimap (marks holding no 1).
 // Returns the rectangle the library reports (empty when the seed already has
 // the class; the whole mask for Unknown). A seed outside the mask throws
 // std::invalid_argument.
@@ -289,7 +304,7 @@ enum class ShowMode { Tint = 1, Classes = 2, OverColour = 3, ColourOverlay = 4, 
 // "tint", "classes", "over", "overlay", "grey" (std::invalid_argument otherwise).
 ShowMode parseShowMode(const std::string& name);
 // image (grey, 3 or 4 channels, library order) with the mask painted in by the
-// mode; colour (red, green, blue) for over and overlay; low and high stretch the
+// mode (tint and classes show 0 and 1 alike as cut); colour (red, green, blue) for over and overlay; low and high stretch the
 // mask first in over, overlay and grey (low below high, 0 to 255). Result CV_8UC3.
 cv::Mat showMask(const cv::Mat& image, const cv::Mat& mask, ShowMode mode,
                  const std::array<unsigned char, 3>& colour, int low = 0, int high = 255);
