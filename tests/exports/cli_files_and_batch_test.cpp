@@ -109,6 +109,7 @@ TEST_F(Files, OutputsAndDamagedInputsRefusedBeforeWork) {
     // A finished stage's bar shows 100% (a batch job draws it into its log).
     ASSERT_EQ(0, run("cutout " + image + " " + trimap + " -o " + file("cut.png"), "QXMATTE_BATCH_JOB=1 ")) << output;
     EXPECT_TRUE(says("cutout ") && says("100%")) << output;
+    ASSERT_EQ(0, run("fill " + trimap + " --seed 0,0 --as keep -o " + file("filled.png"))) << output;
     EXPECT_FALSE(fs::exists(file(".alpha.png.999999999.Ab12Cd")));
     EXPECT_TRUE(fs::exists(file(".alpha.png.1.Ab12Cd")));
 }
