@@ -207,7 +207,9 @@ TEST_F(Files, BatchMistakesAndInterruptions) {
     fs::create_directories(file("out"));
     std::ofstream(file("out/.batch-999999999-3.log")), std::ofstream(file("out/.p9.png.999999999.Xy12Zw"));
     const std::string batch = "batch matte " + images + " " + trimaps + " --out " + file("out");
-    run(batch + " 2>&1 & p=$!; sleep 1; kill -INT $p; wait $p; echo exit $?; true");
+    // The signal comes once the first job's log shows it running.
+    run(batch + " 2>&1 & p=$!; until ls -a " + file("out") +
+        " | grep -q \"^.batch-$p-\" || ! kill -0 $p; do sleep 0.01; done; kill -INT $p; wait $p; echo exit $?; true");
     EXPECT_TRUE(says("interrupted") && says("exit 130")) << output;
     int hidden = 0;
     for (const auto& e : fs::directory_iterator(file("out"))) hidden += e.path().filename().string()[0] == '.';

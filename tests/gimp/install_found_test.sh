@@ -30,7 +30,7 @@ echo "(plug-in-path \"$(pkg-config --variable=gimplibdir gimp-2.0)/plug-ins:$des
 GIMP2_DIRECTORY=$profile timeout 300 gimp-console-2.10 -i -d -f -b '(gimp-quit 0)' >"$work/gimp.log" 2>&1 </dev/null ||
   { cat "$work/gimp.log"; fail "gimp-console did not finish"; }
 for proc in plug-in-qxmatte-refine-edge plug-in-qxmatte-grabcut; do
-  types=$(grep -A12 "(proc-def \"$proc\"" "$profile/pluginrc" | grep -o '"[A-Z*, ]*"' | head -1 || true)
+  types=$(grep -A12 "(proc-def \"$proc\"" "$profile/pluginrc" | grep -o '"[A-Z*, ]\+"' | head -1 || true)
   [[ $types == '"RGB*, GRAY*"' ]] || { cat "$work/gimp.log"; fail "$proc: image types $types (not registered?)"; }
 done
 echo "GIMP finds the installed plug-in in $system; RGB and grey images only; run path $runpath"
