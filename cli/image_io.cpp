@@ -33,6 +33,11 @@ cv::Mat readAs(const std::string& path, int flags) {
     return m;
 }
 
+[[noreturn]] void sizesDiffer(const std::string& aPath, cv::Size a, const std::string& bPath, cv::Size b) {
+    fileFailure("'" + aPath + "' is " + std::to_string(a.width) + "x" + std::to_string(a.height) + " but '" + bPath +
+                "' is " + std::to_string(b.width) + "x" + std::to_string(b.height) + "; both must have the same size");
+}
+
 bool sameFile(const std::string& a, const std::string& b) {
     std::error_code ec;
     if (fs::exists(a, ec) && fs::exists(b, ec)) return fs::equivalent(a, b, ec);
@@ -110,18 +115,12 @@ void checkSizesBeforeReading(const std::string& image, const std::vector<std::st
     if (size.empty()) return;
     for (const std::string& other : others) {
         const cv::Size s = sizeOf(other);
-        if (!s.empty() && s != size)
-            fileFailure("'" + image + "' is " + std::to_string(size.width) + "x" + std::to_string(size.height) +
-                        " but '" + other + "' is " + std::to_string(s.width) + "x" + std::to_string(s.height) +
-                        "; both must have the same size");
+        if (!s.empty() && s != size) sizesDiffer(image, size, other, s);
     }
 }
 
 void checkSameSize(const cv::Mat& a, const std::string& aPath, const cv::Mat& b, const std::string& bPath) {
-    if (a.size() == b.size()) return;
-    fileFailure("'" + aPath + "' is " + std::to_string(a.cols) + "x" + std::to_string(a.rows) + " but '" +
-                bPath + "' is " + std::to_string(b.cols) + "x" + std::to_string(b.rows) +
-                "; both must have the same size");
+    if (a.size() != b.size()) sizesDiffer(aPath, a.size(), bPath, b.size());
 }
 
 }  // namespace qxcli
