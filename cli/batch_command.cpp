@@ -247,6 +247,9 @@ struct Running {
     pid_t pid;
     std::size_t job;
     std::string log;
+    // The furthest the bar showed it: a job's later stage (colours after the
+    // solve) starts again at 0%, and only a finished job counts whole.
+    double shown = 0;
 };
 
 // How far a running job is, 0 to 1, from the last percentage its bar wrote
@@ -294,7 +297,7 @@ Running start(const Settings& s, const std::vector<Job>& jobs, std::size_t index
         std::fprintf(stderr, "qxmatte: cannot run itself for the job\n");
         _exit(127);
     }
-    return {pid, index, log};
+    return {pid, index, log, 0};
 }
 
 std::string cause(int status, const std::string& log) {
@@ -367,7 +370,7 @@ int runBatch(const std::vector<std::string>& args, Context& context) {
         if (pid <= 0) {
             // Nothing ended: show how far the running jobs are, and look again.
             double fractions = 0;
-            for (const Running& r : running) fractions += jobFraction(r.log);
+            for (Running& r : running) fractions += r.shown = std::max(r.shown, 0.95 * jobFraction(r.log));
             drawBar(s, finished, fractions, jobs.size(), failures.size());
             const timespec pause{0, 200000000};
             nanosleep(&pause, nullptr);
