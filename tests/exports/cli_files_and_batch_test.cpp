@@ -91,6 +91,9 @@ TEST_F(Files, OutputsAndDamagedInputsRefusedBeforeWork) {
     const struct { int code; std::string args, says; } refused[] = {
         {2, matte + " --preview " + file("none/p.png"), "the folder '" + file("none") + "' does not exist"},
         {1, matte + " --cutout " + file("c.jpg"), "a cut-out needs its transparency"},
+        // sysfs takes no new files, whoever asks (root included).
+        {2, "cutout " + image + " " + trimap + " -o " + file("alpha.png") + " --alpha /sys/kernel/a.png",
+         "the folder '/sys/kernel' takes no new files"},
         {1, "cutout " + image + " " + trimap + " -o " + file("c.bmp"), "name it .png, .tif or .webp"},
         {2, "matte " + file("short.jpg") + " " + trimap + " -o " + file("alpha.png"), "cut short"},
         {2, base + file("short.png") + " -o " + file("alpha.png"), "damaged"},
@@ -202,6 +205,8 @@ TEST_F(Files, BatchMistakesAndInterruptions) {
     }
     EXPECT_FALSE(fs::exists(file("out")));
     EXPECT_EQ(6, filesIn(images));
+    EXPECT_EQ(2, run("batch matte " + images + " " + trimaps + " --out /sys/kernel"));
+    EXPECT_TRUE(says("'/sys/kernel' cannot be written")) << output;
 
     // Ctrl-C part way, with leftovers of an earlier killed batch in --out.
     fs::create_directories(file("out"));
