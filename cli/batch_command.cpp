@@ -9,9 +9,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -136,10 +139,13 @@ std::vector<std::string> splitCsvLine(const std::string& line) {
 // Manifest rows: image,marks,output (output relative to --out); paths relative
 // to the manifest's folder; a header row, blank lines and # comments skipped.
 std::vector<Job> readManifest(const Settings& s) {
+    if (fs::is_directory(s.manifest))
+        usage("'" + s.manifest + "' is a folder: name the marks folder after it, or give a manifest (.csv)");
     std::ifstream in(s.manifest);
     if (!in) throw Failure{kExitFile, "batch: cannot open the manifest '" + s.manifest + "'"};
     const fs::path base = fs::path(s.manifest).parent_path();
     std::vector<Job> jobs;
+    std::map<std::string, int> outputLines;  // normalised output, its line
     std::string line;
     for (int number = 1; std::getline(in, line); ++number) {
         if (line.find_first_not_of(" \t\r") == std::string::npos || line[line.find_first_not_of(" \t")] == '#') continue;
@@ -152,6 +158,10 @@ std::vector<Job> readManifest(const Settings& s) {
         if (out.is_absolute() || out.lexically_normal().string().rfind("..", 0) == 0)
             throw Failure{kExitFile, "batch: '" + s.manifest + "' line " + std::to_string(number) +
                                          ": the output must be a name inside --out"};
+        const auto earlier = outputLines.emplace(out.lexically_normal().string(), number);
+        if (!earlier.second)
+            usage("'" + s.manifest + "' lines " + std::to_string(earlier.first->second) + " and " +
+                  std::to_string(number) + " both write '" + f[2] + "': one would replace the other");
         jobs.push_back({(base / f[0]).string(), (base / f[1]).string(), (fs::path(s.outDir) / out).string(), ""});
     }
     return jobs;
@@ -185,17 +195,84 @@ std::vector<Job> matchFolders(const Settings& s) {
     return jobs;
 }
 
+bool sameFile(const std::string& a, const std::string& b) {
+    std::error_code ec;
+    if (fs::exists(a, ec) && fs::exists(b, ec)) return fs::equivalent(a, b, ec);
+    return fs::weakly_canonical(fs::absolute(a), ec) == fs::weakly_canonical(fs::absolute(b), ec);
+}
+
+// Mistakes that would make the whole batch useless or harmful, refused before
+// any job runs: no job at all, outputs that would replace the inputs.
+void checkJobs(const Settings& s, const std::vector<Job>& all) {
+    if (all.empty())
+        usage(s.manifest.empty() ? "no job: '" + s.imagesDir + "' holds no image files"
+                                 : "no job: the manifest '" + s.manifest + "' lists none");
+    if (std::all_of(all.begin(), all.end(), [](const Job& j) { return !j.problem.empty(); }))
+        usage("no job: no image in '" + s.imagesDir + "' has a marks file of the same name in '" + s.marksDir + "'");
+    for (const std::string& folder : {s.imagesDir, s.marksDir})
+        if (!folder.empty() && sameFile(s.outDir, folder))
+            usage("--out '" + s.outDir + "' is the input folder '" + folder +
+                  "': the outputs would replace the inputs; choose another folder");
+    for (const Job& j : all)
+        for (const std::string& in : {j.image, j.marks})
+            if (!in.empty() && sameFile(j.output, in))
+                usage("the output '" + j.output + "' is the input '" + in + "'; choose another name or folder");
+}
+
+// Log files ".batch-PID-N.log" of batches that no longer run (killed), and
+// temporary files of killed writers, in the output folder.
+void removeLeftovers(const std::string& folder) {
+    qxhost::removeLeftovers(folder);
+    std::error_code ec;
+    for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
+        const std::string name = it->path().filename().string();
+        int pid = 0, job = 0, used = 0;
+        if (std::sscanf(name.c_str(), ".batch-%d-%d.log%n", &pid, &job, &used) == 2 &&
+            used == static_cast<int>(name.size()) && !qxhost::processAlive(pid))
+            fs::remove(it->path(), ec);
+    }
+}
+
+volatile std::sig_atomic_t interrupted = 0;
+extern "C" void onInterrupt(int signal) { interrupted = signal; }
+
+void catchInterrupts() {
+    struct sigaction action {};
+    action.sa_handler = onInterrupt;
+    sigemptyset(&action.sa_mask);
+    for (int s : {SIGINT, SIGTERM, SIGHUP}) sigaction(s, &action, nullptr);
+}
+
 struct Running {
     pid_t pid;
     std::size_t job;
     std::string log;
+    // The furthest the bar showed it: a job's later stage (colours after the
+    // solve) starts again at 0%, and only a finished job counts whole.
+    double shown = 0;
 };
+
+// How far a running job is, 0 to 1, from the last percentage its bar wrote
+// into its log.
+double jobFraction(const std::string& log) {
+    std::ifstream in(log, std::ios::binary | std::ios::ate);
+    const std::streamoff size = in.tellg();
+    if (!in || size <= 0) return 0;
+    const std::streamoff from = std::max<std::streamoff>(0, size - 64);
+    in.seekg(from);
+    std::string tail(static_cast<std::size_t>(size - from), '\0');
+    in.read(tail.data(), static_cast<std::streamsize>(tail.size()));
+    const std::size_t percent = tail.rfind('%');
+    if (percent == std::string::npos || percent < 3) return 0;
+    const int value = std::atoi(tail.substr(percent - 3, 3).c_str());
+    return std::min(100, std::max(0, value)) / 100.0;
+}
 
 // Starts this tool on one job; its stderr goes to a log file read afterwards.
 Running start(const Settings& s, const std::vector<Job>& jobs, std::size_t index) {
     const Job& job = jobs[index];
     std::string log = (fs::path(s.outDir) / (".batch-" + std::to_string(getpid()) + "-" + std::to_string(index) + ".log")).string();
-    std::vector<std::string> args = {"qxmatte", "-q", s.subcommand, job.image, job.marks, "-o", job.output};
+    std::vector<std::string> args = {"qxmatte", s.subcommand, job.image, job.marks, "-o", job.output};
     args.insert(args.end(), s.passThrough.begin(), s.passThrough.end());
     const pid_t pid = fork();
     if (pid < 0) throw Failure{kExitFile, "batch: cannot start a job (fork failed)"};
@@ -204,6 +281,9 @@ Running start(const Settings& s, const std::vector<Job>& jobs, std::size_t index
         if (fd >= 0) dup2(fd, STDERR_FILENO);
         const int null = open("/dev/null", O_WRONLY);
         if (null >= 0) dup2(null, STDOUT_FILENO);
+        // The job draws its progress into its log, where the batch reads it.
+        setenv("QXMATTE_BATCH_JOB", "1", 1);
+        for (int sig : {SIGINT, SIGTERM, SIGHUP}) std::signal(sig, SIG_DFL);
         // The cores are shared between the jobs unless the user decided.
         if (!std::getenv("OMP_NUM_THREADS")) {
             const long cores = sysconf(_SC_NPROCESSORS_ONLN);
@@ -217,7 +297,7 @@ Running start(const Settings& s, const std::vector<Job>& jobs, std::size_t index
         std::fprintf(stderr, "qxmatte: cannot run itself for the job\n");
         _exit(127);
     }
-    return {pid, index, log};
+    return {pid, index, log, 0};
 }
 
 std::string cause(int status, const std::string& log) {
@@ -231,10 +311,11 @@ std::string cause(int status, const std::string& log) {
     return text.empty() ? "failed with exit code " + std::to_string(WEXITSTATUS(status)) : text;
 }
 
-void drawBar(const Settings& s, std::size_t finished, std::size_t total, std::size_t failed) {
+// finished: whole jobs; running: the fractions of those under way.
+void drawBar(const Settings& s, std::size_t finished, double running, std::size_t total, std::size_t failed) {
     if (s.quiet || !isatty(STDERR_FILENO)) return;
     const int width = 30;
-    const int filled = total ? static_cast<int>(width * finished / total) : width;
+    const int filled = total ? std::min(width, static_cast<int>(width * (finished + running) / total)) : width;
     std::fprintf(stderr, "\rbatch %-10s [%.*s%*s] %zu/%zu%s", s.subcommand.c_str(), filled,
                  "##############################", width - filled, "", finished, total,
                  failed ? (", " + std::to_string(failed) + " failed").c_str() : "");
@@ -246,6 +327,7 @@ void drawBar(const Settings& s, std::size_t finished, std::size_t total, std::si
 int runBatch(const std::vector<std::string>& args, Context& context) {
     const Settings s = parseSettings(args, !context.bar.enabled);
     std::vector<Job> all = s.manifest.empty() ? matchFolders(s) : readManifest(s);
+    checkJobs(s, all);
     std::sort(all.begin(), all.end(), [](const Job& a, const Job& b) { return a.output < b.output; });
     std::vector<Job> jobs;
     for (std::size_t i = 0; i < all.size(); ++i)
@@ -253,6 +335,13 @@ int runBatch(const std::vector<std::string>& args, Context& context) {
     std::error_code ec;
     fs::create_directories(s.outDir, ec);
     if (!fs::is_directory(s.outDir)) throw Failure{kExitFile, "batch: cannot make the output folder '" + s.outDir + "'"};
+    try {
+        qxhost::checkOutputFile((fs::path(s.outDir) / "batch-check.png").string());
+    } catch (const qxhost::FileError& e) {
+        throw Failure{kExitFile, "batch: the output folder '" + s.outDir + "' cannot be written: " + e.cause};
+    }
+    removeLeftovers(s.outDir);
+    catchInterrupts();
 
     const auto begin = std::chrono::steady_clock::now();
     std::size_t done = 0, skipped = 0, finished = 0;
@@ -271,12 +360,22 @@ int runBatch(const std::vector<std::string>& args, Context& context) {
     }
     std::vector<Running> running;
     std::size_t next = 0;
-    drawBar(s, finished, jobs.size(), failures.size());
-    while (next < waiting.size() || !running.empty()) {
-        while (next < waiting.size() && static_cast<int>(running.size()) < s.jobs) running.push_back(start(s, jobs, waiting[next++]));
+    drawBar(s, finished, 0, jobs.size(), failures.size());
+    while ((next < waiting.size() || !running.empty()) && !interrupted) {
+        while (next < waiting.size() && static_cast<int>(running.size()) < s.jobs && !interrupted)
+            running.push_back(start(s, jobs, waiting[next++]));
         int status = 0;
-        const pid_t pid = waitpid(-1, &status, 0);
-        if (pid < 0) break;
+        const pid_t pid = waitpid(-1, &status, WNOHANG);
+        if (pid < 0 && errno != EINTR) break;
+        if (pid <= 0) {
+            // Nothing ended: show how far the running jobs are, and look again.
+            double fractions = 0;
+            for (Running& r : running) fractions += r.shown = std::max(r.shown, 0.95 * jobFraction(r.log));
+            drawBar(s, finished, fractions, jobs.size(), failures.size());
+            const timespec pause{0, 200000000};
+            nanosleep(&pause, nullptr);
+            continue;
+        }
         const auto r = std::find_if(running.begin(), running.end(), [pid](const Running& x) { return x.pid == pid; });
         if (r == running.end()) continue;
         const Job& job = jobs[r->job];
@@ -285,7 +384,18 @@ int runBatch(const std::vector<std::string>& args, Context& context) {
         fs::remove(r->log, ec);
         running.erase(r);
         ++finished;
-        drawBar(s, finished, jobs.size(), failures.size());
+        drawBar(s, finished, 0, jobs.size(), failures.size());
+    }
+    if (interrupted) {
+        // The jobs under way stop too (a terminal's Ctrl-C reaches them
+        // already); each removes its own temporary file, the batch their logs.
+        for (const Running& r : running) kill(r.pid, SIGTERM);
+        for (const Running& r : running) {
+            int status = 0;
+            while (waitpid(r.pid, &status, 0) < 0 && errno == EINTR) {
+            }
+            fs::remove(r.log, ec);
+        }
     }
     if (!s.quiet && isatty(STDERR_FILENO)) std::fputc('\n', stderr);
 
@@ -302,7 +412,11 @@ int runBatch(const std::vector<std::string>& args, Context& context) {
             for (std::size_t p = 0; (p = quotedCause.find('"', p)) != std::string::npos; p += 2) quotedCause.insert(p, "\"");
             csv += "\"" + f.first + "\",\"" + quotedCause + "\"\n";
         }
-        qxhost::writeFileAtomically(failureFile, std::vector<unsigned char>(csv.begin(), csv.end()));
+        try {
+            qxhost::writeFileAtomically(failureFile, std::vector<unsigned char>(csv.begin(), csv.end()));
+        } catch (const qxhost::FileError& e) {
+            std::fprintf(stderr, "qxmatte: batch: %s\n", e.what());  // the summary still follows
+        }
     }
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     std::printf("batch %s: %zu jobs", s.subcommand.c_str(), jobs.size());
@@ -310,6 +424,13 @@ int runBatch(const std::vector<std::string>& args, Context& context) {
     std::printf("\n  %-8s %6zu\n  %-8s %6zu\n  %-8s %6zu\n  %-8s %8.1f s\n", "done", done, "skipped", skipped, "failed",
                 failures.size(), "time", seconds);
     if (!failures.empty()) std::printf("  failures listed in %s\n", failureFile.c_str());
+    if (interrupted) {
+        std::printf("  interrupted: %zu jobs not finished; the same command resumes the batch\n",
+                    jobs.size() - finished);
+        std::fflush(stdout);
+        std::fprintf(stderr, "qxmatte: batch: interrupted\n");
+        return 128 + interrupted;
+    }
     return failures.empty() ? kExitOk : kExitBatchFailures;
 }
 

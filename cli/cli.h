@@ -41,8 +41,14 @@ cv::Mat readMaskAnyDepth(const std::string& path);  // CV_8UC1 or CV_16UC1
 cv::Mat readWithAlpha(const std::string& path);     // CV_8UC4, BGRA
 void writeImage(const std::string& path, const cv::Mat& image);
 // Refuses outputs that name one of the inputs or each other (empty names are
-// skipped).
+// skipped), and any the work could not write (a missing or read-only folder, a
+// device), before the work; removes leftovers of killed writers there.
 void checkOutputs(const std::vector<std::string>& outputs, const std::vector<std::string>& inputs);
+// Refuses an RGBA cut-out output in a format that drops the alpha (.jpg).
+void checkCutoutOutput(const std::string& path, const std::string& option);
+// Refuses, from the files' headers and before decoding, inputs whose size
+// differs from the image's (an empty list or an unknown format: no check).
+void checkSizesBeforeReading(const std::string& image, const std::vector<std::string>& others);
 void checkSameSize(const cv::Mat& a, const std::string& aPath, const cv::Mat& b, const std::string& bPath);
 
 // ---- progress (progress_bar.cpp) ----
@@ -55,7 +61,8 @@ struct ProgressBar {
 // A bar on stderr, unless quiet or stderr is not a terminal.
 void initProgress(ProgressBar& bar, bool quiet);
 void beginProgress(ProgressBar& bar, const std::string& label);
-void endProgress(ProgressBar& bar);
+// Ends the bar's line; complete (the stage finished) first fills it to 100%.
+void endProgress(ProgressBar& bar, bool complete = true);
 // What to put in a job record's callback and cookie (both null when silent).
 qxhost::Progress progressOf(ProgressBar& bar);
 

@@ -32,6 +32,8 @@ cv::Rect parseRectangle(const std::string& text) {
 }
 
 int run(const Options& c, Context& context) {
+    checkSizesBeforeReading(c.image, {c.marks, c.previous});
+    checkCutoutOutput(c.output, "the cut-out");
     cv::Mat image = readColour(c.image);
     cv::Mat trimap = readMask(c.marks);
     checkOutputs({c.output, c.alpha}, {c.image, c.marks, c.previous});

@@ -30,11 +30,11 @@ int run(const Options& c) {
 Command addFill(CLI::App& app) {
     auto c = std::make_shared<Options>();
     CLI::App* sub = app.add_subcommand(
-        "fill", "Flood-fill the 8-connected region of the seed's class (cut 1, keep 255, anything else) with a "
-                "class, and print the changed rectangle");
+        "fill", "Flood-fill the 8-connected region of the seed's class (cut 0 or 1, keep 255, anything else) "
+                "with a class, and print the changed rectangle");
     sub->add_option("MASK", c->mask, "8-bit marks image (read only)")->required();
     sub->add_option("--seed", c->seed, "Seed point X,Y inside the mask")->required()->check(pointValidator());
-    sub->add_option("--as", c->as, "Class to fill with: keep (255), cut (1) or unknown (126)")
+    sub->add_option("--as", c->as, "Class to fill with: keep (255), cut (1; 0 in a trimap, which holds no 1) or unknown (126)")
         ->required()
         ->check(CLI::IsMember({"keep", "cut", "unknown"}));
     sub->add_option("-o,--output", c->output, "Output mask image")->required();

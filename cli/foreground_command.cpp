@@ -14,6 +14,8 @@ struct Options {
 };
 
 int run(const Options& c, Context& context) {
+    checkSizesBeforeReading(c.image, {c.alpha});
+    checkCutoutOutput(c.cutout, "--cutout");
     cv::Mat image = readColour(c.image);
     cv::Mat alpha = readMask(c.alpha);
     checkOutputs({c.output, c.cutout}, {c.image, c.alpha});

@@ -2,7 +2,9 @@
 // problem.
 #include <opencv2/imgcodecs.hpp>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -29,6 +31,11 @@ cv::Mat readAs(const std::string& path, int flags) {
     }
     if (m.empty()) fileFailure("cannot read '" + path + "': not an image file in a known format");
     return m;
+}
+
+[[noreturn]] void sizesDiffer(const std::string& aPath, cv::Size a, const std::string& bPath, cv::Size b) {
+    fileFailure("'" + aPath + "' is " + std::to_string(a.width) + "x" + std::to_string(a.height) + " but '" + bPath +
+                "' is " + std::to_string(b.width) + "x" + std::to_string(b.height) + "; both must have the same size");
 }
 
 bool sameFile(const std::string& a, const std::string& b) {
@@ -70,6 +77,7 @@ void checkOutputs(const std::vector<std::string>& outputs, const std::vector<std
             throw Failure{kExitUsage, "cannot write '" + outputs[i] + "': " +
                                           (ext.empty() ? std::string("the name has no image extension (e.g. .png)")
                                                        : "unknown image extension '" + ext + "'")};
+        qxhost::checkOutputFile(outputs[i]);
         for (const std::string& in : inputs)
             if (!in.empty() && sameFile(outputs[i], in))
                 throw Failure{kExitUsage, "refusing to overwrite the input '" + in + "' with an output"};
@@ -77,13 +85,42 @@ void checkOutputs(const std::vector<std::string>& outputs, const std::vector<std
             if (!outputs[j].empty() && sameFile(outputs[i], outputs[j]))
                 throw Failure{kExitUsage, "two outputs name the same file '" + outputs[i] + "'"};
     }
+
+    // Temporary files of earlier runs killed while writing, once per folder;
+    // a batch cleans its output folder itself, before its jobs start.
+    if (std::getenv("QXMATTE_BATCH_JOB")) return;
+    std::vector<std::string> folders;
+    for (const std::string& out : outputs) {
+        if (out.empty()) continue;
+        const std::string folder = fs::path(out).parent_path().empty() ? "." : fs::path(out).parent_path().string();
+        if (std::find(folders.begin(), folders.end(), folder) == folders.end()) folders.push_back(folder);
+    }
+    for (const std::string& folder : folders) qxhost::removeLeftovers(folder);
+}
+
+void checkCutoutOutput(const std::string& path, const std::string& option) {
+    if (path.empty() || qxhost::keepsAlpha(path)) return;
+    throw Failure{kExitUsage, option + " '" + path + "': a cut-out needs its transparency, which a " +
+                                  fs::path(path).extension().string() +
+                                  " file cannot keep; name it .png, .tif or .webp"};
+}
+
+void checkSizesBeforeReading(const std::string& image, const std::vector<std::string>& others) {
+    // Sizes past the reader's limit are left to the reader, which names it.
+    auto sizeOf = [](const std::string& path) {
+        const cv::Size s = qxhost::imageFileSize(path);
+        return static_cast<long long>(s.width) * s.height > qxhost::kMaxImagePixels ? cv::Size() : s;
+    };
+    const cv::Size size = sizeOf(image);
+    if (size.empty()) return;
+    for (const std::string& other : others) {
+        const cv::Size s = sizeOf(other);
+        if (!s.empty() && s != size) sizesDiffer(image, size, other, s);
+    }
 }
 
 void checkSameSize(const cv::Mat& a, const std::string& aPath, const cv::Mat& b, const std::string& bPath) {
-    if (a.size() == b.size()) return;
-    fileFailure("'" + aPath + "' is " + std::to_string(a.cols) + "x" + std::to_string(a.rows) + " but '" +
-                bPath + "' is " + std::to_string(b.cols) + "x" + std::to_string(b.rows) +
-                "; both must have the same size");
+    if (a.size() != b.size()) sizesDiffer(aPath, a.size(), bPath, b.size());
 }
 
 }  // namespace qxcli

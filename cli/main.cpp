@@ -45,7 +45,7 @@ int run(int argc, char** argv) {
     Context context;
     initProgress(context.bar, quiet);
     auto fail = [&](int code, const char* message) {
-        endProgress(context.bar);
+        endProgress(context.bar, false);
         std::fprintf(stderr, "qxmatte: %s\n", message);
         return code;
     };

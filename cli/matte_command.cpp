@@ -17,6 +17,8 @@ struct Options {
 };
 
 int run(const Options& c, Context& context) {
+    checkSizesBeforeReading(c.image, {c.trimap});
+    checkCutoutOutput(c.cutout, "--cutout");
     cv::Mat image = readColour(c.image);
     cv::Mat trimap = readMask(c.trimap);
     checkOutputs({c.output, c.preview, c.foreground, c.cutout}, {c.image, c.trimap});

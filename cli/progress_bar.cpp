@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 
 #include "cli.h"
 
@@ -30,7 +31,10 @@ int draw(int value, int total, void* cookie) {
 
 }  // namespace
 
-void initProgress(ProgressBar& bar, bool quiet) { bar.enabled = !quiet && isatty(STDERR_FILENO); }
+// A batch's job draws into its log, from which the batch reads how far it is.
+void initProgress(ProgressBar& bar, bool quiet) {
+    bar.enabled = (!quiet && isatty(STDERR_FILENO)) || std::getenv("QXMATTE_BATCH_JOB") != nullptr;
+}
 
 void beginProgress(ProgressBar& bar, const std::string& label) {
     endProgress(bar);
@@ -38,7 +42,10 @@ void beginProgress(ProgressBar& bar, const std::string& label) {
     bar.lastShown = -1;
 }
 
-void endProgress(ProgressBar& bar) {
+void endProgress(ProgressBar& bar, bool complete) {
+    // The library's last report may fall short of its total: a finished
+    // stage shows as finished.
+    if (bar.drawn && complete && bar.lastShown < 100) draw(100, 100, &bar);
     if (bar.drawn) std::fputc('\n', stderr);
     bar.drawn = false;
 }

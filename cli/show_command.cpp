@@ -15,6 +15,7 @@ struct Options {
 
 int run(const Options& c) {
     const auto colour = qxhost::parseHexColour(c.colour);
+    checkSizesBeforeReading(c.image, {c.mask});
     cv::Mat image = readColour(c.image);
     cv::Mat mask = readMask(c.mask);
     checkSameSize(image, c.image, mask, c.mask);
@@ -31,8 +32,8 @@ Command addShow(CLI::App& app) {
     sub->add_option("IMAGE", c->image, "Colour image")->required();
     sub->add_option("MASK", c->mask, "8-bit marks, trimap or alpha of the same size")->required();
     sub->add_option("--mode", c->mode,
-                    "tint: image darkened, soft values blue, fixed cut red, fixed keep green, other fixed values "
-                    "yellow; classes: 0 red, 255 green, anything else blue; over: image over --colour by the mask; "
+                    "tint: image darkened, soft values blue, fixed cut (0 or 1) red, fixed keep green, other fixed "
+                    "values yellow; classes: 0 and 1 red, 255 green, anything else blue; over: image over --colour by the mask; "
                     "overlay: --colour over the image by the mask; grey: the mask itself")
         ->required()
         ->check(CLI::IsMember({"tint", "classes", "over", "overlay", "grey"}));

@@ -4,14 +4,50 @@
 
 #include <libgimp/gimpui.h>  // after gimp.h, which it needs
 
+#include <cstring>
+
 namespace qxgimp {
 
 namespace {
 
+const char* const kRefineHelp =
+    "Refine Selection Edge turns a rough selection into a soft layer mask.\n\n"
+    "Select the object roughly with any selection tool and make its layer active. A band of the chosen width "
+    "is laid across the selection's edge: inside it is kept, outside it is cut, and inside the band every pixel "
+    "gets the transparency that best explains its colour. Hair and fuzzy edges come out semi-transparent.\n\n"
+    "Marks from: the selection with its band, or a channel holding a trimap you painted (black cut, white "
+    "keep, any grey to be worked out).\n"
+    "Edge colours: the colours of semi-transparent pixels still hold some of the old background. Recovering "
+    "them takes it out, at full resolution (sharpest on hair and fur) or at reduced scale (smoother, less "
+    "detail); or keep the layer's colours as they are.\n"
+    "Solve at: half size is about twice as fast on large images.\n\n"
+    "The layer gets a layer mask; the whole change is one undo step.";
+
+const char* const kGrabCutHelp =
+    "GrabCut from Selection finds the object inside a rough selection by its colours.\n\n"
+    "Draw a rectangle (or any selection) around the object and make its layer active. Everything outside the "
+    "selection's box counts as background. Start from the box, or from the selection itself when it already "
+    "follows the object roughly.\n\n"
+    "Result: the object becomes the new selection, or a new trimap channel (black cut, white keep, grey "
+    "unknown in a band of the chosen width) ready for Refine Selection Edge.\n\n"
+    "The whole change is one undo step.";
+
+// The dialogs' Help button and F1 show this text rather than GIMP's manual,
+// which has no page for a plug-in.
+void showHelp(const gchar* helpId, gpointer dialog) {
+    const bool refine = helpId && std::strcmp(helpId, kRefineProc) == 0;
+    GtkWindow* parent = GTK_IS_WINDOW(dialog) ? GTK_WINDOW(dialog) : nullptr;
+    GtkWidget* help = gtk_message_dialog_new(parent, GTK_DIALOG_MODAL, GTK_MESSAGE_INFO, GTK_BUTTONS_CLOSE,
+                                             "%s", refine ? kRefineHelp : kGrabCutHelp);
+    gtk_window_set_title(GTK_WINDOW(help), refine ? "Refine Selection Edge: help" : "GrabCut from Selection: help");
+    gtk_dialog_run(GTK_DIALOG(help));
+    gtk_widget_destroy(help);
+}
+
 GtkWidget* newDialog(const char* title, const char* procedure) {
     gimp_ui_init("qxmatte-gimp", FALSE);
-    GtkWidget* dialog = gimp_dialog_new(title, "qxmatte-gimp", nullptr, GtkDialogFlags(0), gimp_standard_help_func,
-                                        procedure, "_Cancel", GTK_RESPONSE_CANCEL, "_OK", GTK_RESPONSE_OK, nullptr);
+    GtkWidget* dialog = gimp_dialog_new(title, "qxmatte-gimp", nullptr, GtkDialogFlags(0), showHelp, procedure,
+                                        "_Cancel", GTK_RESPONSE_CANCEL, "_OK", GTK_RESPONSE_OK, nullptr);
     gimp_window_set_transient(GTK_WINDOW(dialog));
     return dialog;
 }
@@ -67,8 +103,8 @@ bool refineDialog(gint32 image, RefineParams& p) {
 
     GtkWidget* colours = gimp_int_radio_group_new(
         TRUE, "Edge colours", G_CALLBACK(gimp_radio_button_update), &p.colours, p.colours,
-        "_Recover at full resolution (best)", kColoursFull, nullptr, "Recover with the _library's own method",
-        kColoursLibrary, nullptr, "_Keep the layer's colours", kColoursNone, nullptr, nullptr);
+        "_Recover at full resolution (sharpest on hair and fur)", kColoursFull, nullptr,
+        "Recover at re_duced scale (smoother, less detail)", kColoursLibrary, nullptr, "_Keep the layer's colours", kColoursNone, nullptr, nullptr);
     gtk_box_pack_start(GTK_BOX(box), colours, FALSE, FALSE, 0);
     GtkWidget* size = gimp_int_radio_group_new(TRUE, "Solve at", G_CALLBACK(gimp_radio_button_update), &p.fullSize,
                                                p.fullSize, "_Full size", 1, nullptr, "_Half size (faster)", 0,

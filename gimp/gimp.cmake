@@ -1,7 +1,9 @@
 # qxmatte-gimp, the GIMP 2.10 plug-in: built when GIMP's development files
 # are present. It links the shared library and the host layer like any host,
 # and installs into GIMP's plug-in folder under the prefix, in a folder of
-# its own, finding the library through a relative run path.
+# its own, finding the library through a relative run path (an installed
+# tree moved as a whole) and the installed library's absolute folder (a copy
+# in a user's GIMP profile).
 find_package(PkgConfig)
 if(PkgConfig_FOUND)
   pkg_check_modules(GIMP IMPORTED_TARGET gimpui-2.0 gegl-0.4)
@@ -33,8 +35,31 @@ file(RELATIVE_PATH QX_GIMP_LIBDIR ${GIMP_PREFIX} ${GIMP_LIBDIR})
 set(QX_GIMP_PLUGINDIR ${QX_GIMP_LIBDIR}/plug-ins/qxmatte-gimp CACHE STRING
   "Where the plug-in is installed, under the prefix")
 file(RELATIVE_PATH QX_GIMP_TO_LIB /${QX_GIMP_PLUGINDIR} /${CMAKE_INSTALL_LIBDIR})
-set_target_properties(qxmatte-gimp PROPERTIES INSTALL_RPATH "$ORIGIN/${QX_GIMP_TO_LIB}")
+set_target_properties(qxmatte-gimp PROPERTIES INSTALL_RPATH "$ORIGIN/${QX_GIMP_TO_LIB};${CMAKE_INSTALL_FULL_LIBDIR}")
 install(TARGETS qxmatte-gimp RUNTIME DESTINATION ${QX_GIMP_PLUGINDIR})
+
+# GIMP searches only its own plug-in folder and the user's profile, never
+# /usr/local. Installed to the configured prefix when that is not GIMP's,
+# the plug-in's folder is linked into GIMP's own (DESTDIR honoured); a staged
+# install with another --prefix is left alone.
+option(QX_GIMP_LINK_SYSTEM "Link the plug-in into GIMP's own plug-in folder when installed elsewhere" ON)
+if(QX_GIMP_LINK_SYSTEM AND NOT CMAKE_INSTALL_PREFIX STREQUAL GIMP_PREFIX)
+  install(CODE "
+    if(CMAKE_INSTALL_PREFIX STREQUAL \"${CMAKE_INSTALL_PREFIX}\")
+      set(qx_gimp_dir \"${GIMP_LIBDIR}/plug-ins\")
+      file(RELATIVE_PATH qx_target \"\${qx_gimp_dir}\" \"\${CMAKE_INSTALL_PREFIX}/${QX_GIMP_PLUGINDIR}\")
+      file(MAKE_DIRECTORY \"\$ENV{DESTDIR}\${qx_gimp_dir}\")
+      set(qx_link \"\$ENV{DESTDIR}\${qx_gimp_dir}/qxmatte-gimp\")
+      if(IS_DIRECTORY \"\${qx_link}\" AND NOT IS_SYMLINK \"\${qx_link}\")
+        message(STATUS \"Not linking: \${qx_link} holds another copy of the plug-in\")
+        return()
+      endif()
+      file(REMOVE \"\${qx_link}\")
+      message(STATUS \"Linking: \${qx_link} -> \${qx_target}\")
+      file(CREATE_LINK \"\${qx_target}\" \"\${qx_link}\" SYMBOLIC)
+      list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${qx_gimp_dir}/qxmatte-gimp\")
+    endif()")
+endif()
 
 # Headless test: GIMP drives the plug-in through Script-Fu in a private
 # profile. (Release builds only: GIMP loads the plug-in as a program of its own,
@@ -47,4 +72,9 @@ if(QX_BUILD_TESTS AND NOT QX_SANITIZE)
     COMMAND bash ${CMAKE_SOURCE_DIR}/tests/gimp/plugin_test.sh $<TARGET_FILE:qxmatte-gimp>
       $<TARGET_FILE:qxmatte_cli> $<TARGET_FILE:png_check> ${CMAKE_SOURCE_DIR}/samples)
   set_tests_properties(gimp.plugin_headless PROPERTIES TIMEOUT 1800)
+  # A plain install gives a plug-in GIMP finds and registers for RGB and grey.
+  add_test(NAME gimp.default_install_found
+    COMMAND bash ${CMAKE_SOURCE_DIR}/tests/gimp/install_found_test.sh ${CMAKE_BINARY_DIR})
+  # Both install tests run cmake --install on this build folder.
+  set_tests_properties(gimp.default_install_found PROPERTIES TIMEOUT 600 RESOURCE_LOCK qx_install)
 endif()

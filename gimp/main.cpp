@@ -2,7 +2,9 @@
 // Each procedure works from the menus (with a small dialog) and from scripts
 // (with the same choices as parameters). A failure comes back as an execution
 // error with a sentence, and leaves the image as it was.
+#include <cctype>
 #include <cstring>
+#include <string>
 #include <exception>
 #include <new>
 
@@ -13,6 +15,26 @@ namespace {
 
 using namespace qxgimp;
 
+// The plug-in works on RGB and grey images (with or without alpha); GIMP
+// greys its entries out on indexed ones.
+const gchar* const kImageTypes = "RGB*, GRAY*";
+
+// A sentence for a person: the export's name and number, which mean nothing
+// to a GIMP user, are taken out of a library failure.
+std::string plainWords(std::string text) {
+    const std::size_t named = text.find(" (qx");
+    if (named != std::string::npos && text.find(" returned ", named) != std::string::npos && text.back() == ')')
+        text = text.substr(0, named) + ".";
+    if (text.rfind("qx", 0) == 0) {
+        const std::size_t returned = text.find(" returned "), colon = text.find(": ");
+        if (returned != std::string::npos && colon != std::string::npos && returned < colon) {
+            text = text.substr(colon + 2);
+            if (!text.empty()) text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+        }
+    }
+    return text;
+}
+
 void query() {
     static const GimpParamDef refineArgs[] = {
         {GIMP_PDB_INT32, (gchar*)"run-mode", (gchar*)"The run mode { RUN-INTERACTIVE (0), RUN-NONINTERACTIVE (1) }"},
@@ -22,8 +44,8 @@ void query() {
          (gchar*)"Width in pixels of the unknown band laid across the selection's edge (2 to 400); ignored with a "
                  "trimap channel"},
         {GIMP_PDB_INT32, (gchar*)"colours",
-         (gchar*)"Recover the foreground colours of edge pixels and write them into the layer: 0 no, 1 full "
-                 "resolution (best), 2 the library's own recovery"},
+         (gchar*)"Recover the foreground colours of edge pixels and write them into the layer: 0 no, 1 at full "
+                 "resolution (sharpest), 2 at reduced scale (smoother, less detail)"},
         {GIMP_PDB_INT32, (gchar*)"full-size", (gchar*)"1 solve at full size, 0 at half size (faster)"},
         {GIMP_PDB_CHANNEL, (gchar*)"trimap",
          (gchar*)"A channel holding a trimap (0 cut, 255 keep, anything else unknown), or -1 to use the selection"},
@@ -34,7 +56,7 @@ void query() {
         "from a trimap channel, and solves a soft alpha matte there: hair and fuzzy edges come out semi-transparent. "
         "The active layer gets a layer mask holding the alpha and, if asked, the recovered colours of its edge "
         "pixels, with the old background taken out. One undo step.",
-        "qxmatte developers", "qxmatte developers", "2026", "_Refine Selection Edge...", "*", GIMP_PLUGIN,
+        "qxmatte developers", "qxmatte developers", "2026", "_Refine Selection Edge...", kImageTypes, GIMP_PLUGIN,
         G_N_ELEMENTS(refineArgs), 0, refineArgs, nullptr);
     gimp_plugin_menu_register(kRefineProc, kMenuPath);
 
@@ -56,7 +78,7 @@ void query() {
         "Segments the object inside the selection's bounding box by colour (GrabCut), starting from the box or "
         "from the selection itself, and leaves the result as the new selection or as a trimap channel (0 cut, "
         "255 keep, 128 unknown) ready for Refine Selection Edge. One undo step.",
-        "qxmatte developers", "qxmatte developers", "2026", "_GrabCut from Selection...", "*", GIMP_PLUGIN,
+        "qxmatte developers", "qxmatte developers", "2026", "_GrabCut from Selection...", kImageTypes, GIMP_PLUGIN,
         G_N_ELEMENTS(grabArgs), G_N_ELEMENTS(grabReturns), grabArgs, grabReturns);
     gimp_plugin_menu_register(kGrabCutProc, kMenuPath);
 }
@@ -123,16 +145,16 @@ void run(const gchar* name, gint nparams, const GimpParam* param, gint* nreturnV
     try {
         status = runProcedure(name, nparams, param, values);
     } catch (const UserError& e) {
-        message = e.what();
+        message = plainWords(e.what());
         status = GIMP_PDB_EXECUTION_ERROR;
     } catch (const qxhost::LibraryFailure& e) {
-        message = e.what();
+        message = "The cut-out failed: " + plainWords(e.what()) + "; nothing was changed.";
         status = GIMP_PDB_EXECUTION_ERROR;
     } catch (const std::bad_alloc&) {
         message = "There was not enough memory for this image; nothing was changed.";
         status = GIMP_PDB_EXECUTION_ERROR;
     } catch (const std::exception& e) {
-        message = std::string("The cut-out failed: ") + e.what() + "; nothing was changed.";
+        message = "The cut-out failed: " + plainWords(e.what()) + "; nothing was changed.";
         status = GIMP_PDB_EXECUTION_ERROR;
     }
     values[0].data.d_status = status;

@@ -17,8 +17,8 @@ const char* const kTitle = "Refine Selection Edge";
 
 void checkParams(gint32 image, const RefineParams& p) {
     if (p.colours < kColoursNone || p.colours > kColoursLibrary)
-        throw UserError("Refine Selection Edge: colours must be 0 (none), 1 (full resolution) or 2 (the library's "
-                        "own), not " + std::to_string(p.colours) + ".");
+        throw UserError("Refine Selection Edge: colours must be 0 (none), 1 (full resolution) or 2 (reduced "
+                        "scale), not " + std::to_string(p.colours) + ".");
     if (p.fullSize != 0 && p.fullSize != 1)
         throw UserError("Refine Selection Edge: full-size must be 1 (full size) or 0 (half size), not " +
                         std::to_string(p.fullSize) + ".");

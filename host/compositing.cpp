@@ -1,5 +1,10 @@
 // Compositing a foreground over a new background by its alpha, and RGBA
 // cut-outs.
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cmath>
+
 #include "argument_checks.h"
 #include "qxhost.h"
 
@@ -29,6 +34,46 @@ cv::Mat compositeOverImage(const cv::Mat& foreground, const cv::Mat& alpha, cons
 
 cv::Mat compositeOverColour(const cv::Mat& foreground, const cv::Mat& alpha, const cv::Scalar& colour) {
     return compositeOverImage(foreground, alpha, cv::Mat(foreground.size(), CV_8UC3, colour));
+}
+
+BackgroundFit parseBackgroundFit(const std::string& name) {
+    if (name == "fill") return BackgroundFit::Fill;
+    if (name == "fit") return BackgroundFit::Fit;
+    if (name == "stretch") return BackgroundFit::Stretch;
+    throw std::invalid_argument("background fit '" + name + "' is not one of fill, fit, stretch");
+}
+
+cv::Mat fitBackground(const cv::Mat& background, cv::Size size, BackgroundFit fit, cv::Point2d align,
+                      const cv::Scalar& bars) {
+    requireDepth8(background, "the background", (1u << 1) | (1u << 3) | (1u << 4));
+    if (size.width < 1 || size.height < 1 || background.empty())
+        throw std::invalid_argument("the background and the size must not be empty");
+    if (!(align.x >= 0 && align.x <= 1 && align.y >= 0 && align.y <= 1))
+        throw std::invalid_argument("the alignment must lie in 0 to 1 each way");
+    cv::Mat colour;
+    if (background.channels() == 1) cv::cvtColor(background, colour, cv::COLOR_GRAY2BGR);
+    else if (background.channels() == 4) cv::cvtColor(background, colour, cv::COLOR_BGRA2BGR);
+    else colour = background;
+    auto resized = [](const cv::Mat& from, cv::Size to) {
+        cv::Mat out;
+        const bool smaller = to.area() < from.size().area();
+        cv::resize(from, out, to, 0, 0, smaller ? cv::INTER_AREA : cv::INTER_CUBIC);
+        return out;
+    };
+    if (fit == BackgroundFit::Stretch) return resized(colour, size);
+    // One scale both ways: the larger of the two ratios covers, the smaller fits.
+    const double sx = double(size.width) / colour.cols, sy = double(size.height) / colour.rows;
+    const double scale = fit == BackgroundFit::Fill ? std::max(sx, sy) : std::min(sx, sy);
+    const cv::Size scaled(std::max(1, int(std::lround(colour.cols * scale))),
+                          std::max(1, int(std::lround(colour.rows * scale))));
+    const cv::Mat big = resized(colour, scaled);
+    cv::Mat out(size, CV_8UC3, bars);
+    // Offset of the scaled background in the output: negative when it overhangs.
+    const int dx = int(std::lround((size.width - scaled.width) * align.x));
+    const int dy = int(std::lround((size.height - scaled.height) * align.y));
+    const cv::Rect inOut = cv::Rect(dx, dy, scaled.width, scaled.height) & cv::Rect(cv::Point(), size);
+    big(inOut - cv::Point(dx, dy)).copyTo(out(inOut));
+    return out;
 }
 
 cv::Mat makeCutout(const cv::Mat& colours, const cv::Mat& alpha) {

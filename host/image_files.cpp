@@ -4,18 +4,22 @@
 // failed encode or an interrupted run leaves either the earlier file or the
 // new one, never a partial one. Inputs are checked before any work.
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <string>
 
 #include "qxhost.h"
 
@@ -81,6 +85,8 @@ bool writeAll(int fd, const unsigned char* data, size_t size) {
 
 }  // namespace
 
+bool processAlive(int pid) { return pid > 0 && (::kill(pid, 0) == 0 || errno == EPERM); }
+
 FileError::FileError(const std::string& file, const std::string& why)
     : std::runtime_error("cannot write '" + file + "': " + why), path(file), cause(why) {}
 
@@ -98,7 +104,10 @@ void writeFileAtomically(const std::string& path, const std::vector<unsigned cha
     if (!fs::is_directory(folder, ec)) fileError(path, "the folder '" + folder.string() + "' does not exist");
 
     installCleanupOnce();
-    std::string temp = (folder / ("." + target.filename().string() + ".XXXXXX")).string();
+    // The writer's process id in the name tells a later run whether the
+    // file is a leftover of a killed writer (removeLeftovers).
+    std::string temp =
+        (folder / ("." + target.filename().string() + "." + std::to_string(getpid()) + ".XXXXXX")).string();
     if (temp.size() >= sizeof pendingPath) fileError(path, "the path is too long");
     const int fd = mkstemp(temp.data());
     if (fd < 0) fileError(path, causeOf(errno));
@@ -131,7 +140,13 @@ void writeFileAtomically(const std::string& path, const std::vector<unsigned cha
     pendingSet = false;
 }
 
-void writeImageFile(const std::string& path, const cv::Mat& image) {
+bool keepsAlpha(const std::string& path) {
+    std::string ext = fs::path(path).extension().string();
+    for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return ext == ".png" || ext == ".tif" || ext == ".tiff" || ext == ".webp";
+}
+
+void checkOutputFile(const std::string& path) {
     const std::string ext = fs::path(path).extension().string();
     if (ext.empty()) fileError(path, "the name has no extension to choose an image format by (e.g. .png)");
     bool known = false;
@@ -140,6 +155,57 @@ void writeImageFile(const std::string& path, const cv::Mat& image) {
     } catch (const cv::Exception&) {
     }
     if (!known) fileError(path, "unknown image extension '" + ext + "' (use .png, .tif, .jpg, ...)");
+    std::error_code ec;
+    const fs::path target(path);
+    if (fs::is_directory(target, ec)) fileError(path, "it is a folder");
+    if (fs::exists(target, ec) && !fs::is_regular_file(target, ec))
+        fileError(path, "it exists and is not a regular file (a device or a pipe), so it cannot be replaced safely");
+    fs::path folder = target.parent_path();
+    if (folder.empty()) folder = ".";
+    struct stat info {};
+    if (::stat(folder.c_str(), &info) != 0) {
+        const int error = errno;
+        fileError(path, error == ENOENT ? "the folder '" + folder.string() + "' does not exist"
+                        : error == ELOOP ? "the folder '" + folder.string() + "' is a loop of symbolic links"
+                                         : "the folder '" + folder.string() + "': " + causeOf(error));
+    }
+    if (!S_ISDIR(info.st_mode)) fileError(path, "'" + folder.string() + "' is not a folder");
+    // The new file is made next to the target and renamed over it: the
+    // folder must take new files. Tried, as permissions alone say nothing of
+    // a read-only file system, and nothing to a process run as root.
+    std::string probe = (folder / (".write-check." + std::to_string(getpid()) + ".XXXXXX")).string();
+    const int fd = mkstemp(probe.data());
+    if (fd < 0) fileError(path, "the folder '" + folder.string() + "' takes no new files (" + causeOf(errno) + ")");
+    ::close(fd);
+    unlink(probe.c_str());
+}
+
+int removeLeftovers(const std::string& folder) {
+    std::error_code ec;
+    int removed = 0;
+    for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
+        const std::string name = it->path().filename().string();
+        // ".NAME.PID.XXXXXX": a temporary file of writeFileAtomically.
+        if (name.size() < 12 || name[0] != '.' || name[name.size() - 7] != '.') continue;
+        const std::string suffix = name.substr(name.size() - 6);
+        if (!std::all_of(suffix.begin(), suffix.end(), [](unsigned char c) { return std::isalnum(c); })) continue;
+        const std::string head = name.substr(0, name.size() - 7);
+        const std::size_t dot = head.rfind('.');
+        if (dot == std::string::npos || dot < 2 || dot + 1 == head.size()) continue;
+        const std::string pid = head.substr(dot + 1);
+        if (!std::all_of(pid.begin(), pid.end(), [](unsigned char c) { return std::isdigit(c); }) || pid.size() > 9)
+            continue;
+        if (processAlive(std::stoi(pid)) || !it->is_regular_file(ec)) continue;
+        removed += fs::remove(it->path(), ec) ? 1 : 0;
+    }
+    return removed;
+}
+
+void writeImageFile(const std::string& path, const cv::Mat& image) {
+    checkOutputFile(path);
+    const std::string ext = fs::path(path).extension().string();
+    if (image.channels() == 4 && !keepsAlpha(path))
+        fileError(path, "a " + ext + " file keeps no transparency; name the cut-out .png, .tif or .webp");
     std::vector<unsigned char> bytes;
     try {
         if (!cv::imencode(ext, image, bytes)) fileError(path, "the image could not be encoded as " + ext);

@@ -5,11 +5,19 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cctype>
+#include <cerrno>
+#include <climits>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <vector>
 
 #include "qxhost.h"
 
@@ -84,25 +92,95 @@ bool headerSize(std::ifstream& file, long long& width, long long& height) {
     return false;
 }
 
+// A JPEG's entropy-coded data cannot hold the end marker (0xFF is followed by
+// a zero there), so a whole file has it after its first scan; thumbnails
+// (which have their own) come before it.
+bool jpegComplete(const std::vector<unsigned char>& bytes) {
+    std::size_t i = 2;
+    while (i + 4 <= bytes.size()) {
+        if (bytes[i] != 0xFF) return true;  // not walkable: left to the decoder
+        const int marker = bytes[i + 1];
+        if (marker == 0xFF) {
+            ++i;
+            continue;
+        }
+        if (marker == 0xDA) break;
+        i += 2 + ((static_cast<std::size_t>(bytes[i + 2]) << 8) | bytes[i + 3]);
+    }
+    for (std::size_t j = i; j + 1 < bytes.size(); ++j)
+        if (bytes[j] == 0xFF && bytes[j + 1] == 0xD9) return true;
+    return false;
+}
+
+// Sends stderr to /dev/null for its lifetime.
+struct QuietStderr {
+    int saved = -1;
+    QuietStderr() {
+        std::fflush(stderr);
+        const int null = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (null < 0) return;
+        saved = ::dup(STDERR_FILENO);
+        if (saved >= 0) ::dup2(null, STDERR_FILENO);
+        ::close(null);
+    }
+    ~QuietStderr() {
+        if (saved < 0) return;
+        std::fflush(stderr);
+        ::dup2(saved, STDERR_FILENO);
+        ::close(saved);
+    }
+    QuietStderr(const QuietStderr&) = delete;
+    QuietStderr& operator=(const QuietStderr&) = delete;
+};
+
 }  // namespace
+
+cv::Size imageFileSize(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    long long width = 0, height = 0;
+    if (!file || !headerSize(file, width, height) || width <= 0 || height <= 0 || width > INT_MAX || height > INT_MAX)
+        return cv::Size();
+    return cv::Size(static_cast<int>(width), static_cast<int>(height));
+}
 
 cv::Mat readImageFile(const std::string& path, ImageKind kind, long long maxPixels) {
     namespace fs = std::filesystem;
     std::error_code ec;
-    if (fs::is_directory(path, ec)) readError(path, "it is a folder, not an image");
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) {
+        const int error = errno;
+        readError(path, error == ENOENT  ? "no such file"
+                        : error == ELOOP ? "it is a loop of symbolic links"
+                        : error == EACCES ? "permission denied"
+                                          : std::strerror(error));
+    }
+    if (S_ISDIR(info.st_mode)) readError(path, "it is a folder, not an image");
     std::ifstream file(path, std::ios::binary);
-    if (!file) readError(path, fs::exists(path, ec) ? "permission denied" : "no such file");
+    if (!file) readError(path, "permission denied");
     long long width = 0, height = 0;
     if (headerSize(file, width, height) && width * height > maxPixels)
         readError(path, "the image is " + std::to_string(width) + "x" + std::to_string(height) + ", more than the " +
                             std::to_string(maxPixels / 1000000) + " megapixels this program decodes");
+    file.clear();
+    file.seekg(0, std::ios::end);
+    const std::streamoff length = file.tellg();
+    if (length <= 0) readError(path, "the file is empty");
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(length));
+    file.seekg(0);
+    if (!file.read(reinterpret_cast<char*>(bytes.data()), length)) readError(path, "the file could not be read");
     file.close();
+    if (bytes.size() > 2 && bytes[0] == 0xFF && bytes[1] == 0xD8 && !jpegComplete(bytes))
+        readError(path, "the JPEG file is cut short (its end is missing); only part of the image is there");
 
     cv::Mat image;
-    try {
-        image = cv::imread(path, cv::IMREAD_UNCHANGED);
-    } catch (const cv::Exception& e) {
-        readError(path, e.err);
+    {
+        // The decoders print their own complaints on stderr; ours says it.
+        const QuietStderr quiet;
+        try {
+            image = cv::imdecode(bytes, cv::IMREAD_UNCHANGED);
+        } catch (const cv::Exception&) {
+            image = cv::Mat();
+        }
     }
     if (image.empty())
         readError(path, cv::haveImageReader(path) ? "the file is damaged or its image too large to decode"

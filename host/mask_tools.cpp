@@ -57,9 +57,17 @@ cv::Rect floodFillMarks(cv::Mat& marks, cv::Point seed, FillClass as) {
         throw std::invalid_argument("the seed " + std::to_string(seed.x) + "," + std::to_string(seed.y) +
                                     " lies outside the " + std::to_string(marks.cols) + "x" +
                                     std::to_string(marks.rows) + " mask");
+    // A trimap codes cut as 0, the brushes and fills as 1: both are cut here.
+    // The fill runs on 1; pixels it leaves keep their 0, and in a trimap (no
+    // 1 before) the filled cut is written as 0 too.
+    const cv::Mat zeros = marks == 0;
+    const bool trimapCoding = cv::countNonZero(marks == kMarkCut) == 0;
+    marks.setTo(kMarkCut, zeros);
     int rect[4];
-    checkReturn("qxFloodFillAlpha", qxFloodFillAlpha(marks.data, step(marks), marks.cols, marks.rows, seed.x,
-                                                     seed.y, 0, 0, static_cast<int>(as), 0, rect));
+    const int status = qxFloodFillAlpha(marks.data, step(marks), marks.cols, marks.rows, seed.x,
+                                                     seed.y, 0, 0, static_cast<int>(as), 0, rect);
+    marks.setTo(0, trimapCoding ? cv::Mat(marks == kMarkCut) : cv::Mat(zeros & (marks == kMarkCut)));
+    checkReturn("qxFloodFillAlpha", status);
     return cv::Rect(rect[0], rect[1], rect[2], rect[3]);
 }
 
@@ -83,8 +91,16 @@ cv::Mat showMask(const cv::Mat& image, const cv::Mat& mask, ShowMode mode, const
     requireSameSize(image, "the image", mask, "the mask");
     requireRange(low, high);
     cv::Mat pixels = toFourByte(image);
-    checkReturn("qxShowImageAlpha", qxShowImageAlpha(pixels.data, step(pixels), pixels.cols, pixels.rows, mask.data,
-                                                     step(mask), high, low, static_cast<int>(mode), colour.data()));
+    // The marks pictures show 0 (a trimap's cut) and 1 (the brushes' cut)
+    // alike as cut: tint reads cut as 1, classes as 0.
+    cv::Mat marks = mask;
+    if (mode == ShowMode::Tint || mode == ShowMode::Classes) {
+        marks = mask.clone();
+        if (mode == ShowMode::Tint) marks.setTo(kMarkCut, mask == 0);
+        else marks.setTo(0, mask == kMarkCut);
+    }
+    checkReturn("qxShowImageAlpha", qxShowImageAlpha(pixels.data, step(pixels), pixels.cols, pixels.rows, marks.data,
+                                                     step(marks), high, low, static_cast<int>(mode), colour.data()));
     return toThreeByte(pixels);
 }
 

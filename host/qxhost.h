@@ -83,6 +83,20 @@ inline cv::Scalar colourScalar(const std::array<unsigned char, 3>& rgb) { return
 // by alpha, rounded: (f a + b (255 - a) + 127) / 255. Result CV_8UC3.
 cv::Mat compositeOverImage(const cv::Mat& foreground, const cv::Mat& alpha, const cv::Mat& background);
 cv::Mat compositeOverColour(const cv::Mat& foreground, const cv::Mat& alpha, const cv::Scalar& colour);
+// How a background of other proportions is brought to the cut-out's size.
+enum class BackgroundFit {
+    Fill,     // scaled to cover it, the overhang cut off: nothing distorted, nothing empty
+    Fit,      // scaled to lie inside it, the rest in a plain colour
+    Stretch,  // scaled each way on its own (proportions lost)
+};
+// "fill", "fit", "stretch" (std::invalid_argument otherwise).
+BackgroundFit parseBackgroundFit(const std::string& name);
+// background (3 or 4 channels) at size by fit, result CV_8UC3. align (each 0
+// to 1) places it: 0.5, 0.5 centres the cut (Fill) or the bars (Fit); 0, 0
+// keeps the top left. bars: the colour around a fitted background.
+cv::Mat fitBackground(const cv::Mat& background, cv::Size size, BackgroundFit fit,
+                      cv::Point2d align = cv::Point2d(0.5, 0.5), const cv::Scalar& bars = cv::Scalar::all(255));
+
 // Colours (bytes 0..2 of a 3- or 4-channel image) with the alpha as byte 3.
 cv::Mat makeCutout(const cv::Mat& colours, const cv::Mat& alpha);
 
@@ -103,8 +117,20 @@ struct FileError : std::runtime_error {
 // not a regular file (a device such as /dev/full, a pipe). Throws FileError.
 void writeFileAtomically(const std::string& path, const std::vector<unsigned char>& bytes);
 // Encodes image by path's extension (an unknown one is refused before any
-// file is touched) and writes it with writeFileAtomically.
+// file is touched) and writes it with writeFileAtomically. A four-channel
+// image is refused for a format that keeps no transparency (JPEG, BMP, PNM).
 void writeImageFile(const std::string& path, const cv::Mat& image);
+// Whether the file's format keeps an alpha channel (.png, .tif, .webp).
+bool keepsAlpha(const std::string& path);
+// What writeImageFile would refuse, checked before the work: an unknown or
+// missing extension, a target that is a folder or a device, a folder that is
+// missing, is no folder or cannot take new files. Throws FileError.
+void checkOutputFile(const std::string& path);
+// Removes from a folder the temporary files that writers killed part way left
+// (their process no longer runs); returns how many.
+int removeLeftovers(const std::string& folder);
+// Whether a process of this id runs on this machine.
+bool processAlive(int pid);
 
 enum class ImageKind {
     Colour,     // CV_8UC3 (grey and four-channel images converted)
@@ -113,10 +139,14 @@ enum class ImageKind {
 };
 constexpr long long kMaxImagePixels = 200000000;
 // Reads an image file: the size is checked from the header before decoding
-// (PNG, JPEG, PNM) and again after; 16-bit samples are scaled to 8 bits
-// (65535 to 255); palettes are expanded; float samples are refused. Throws
-// FileError naming the file and the reason.
+// (PNG, JPEG, PNM) and again after; a JPEG cut short is refused rather than
+// decoded half grey, and the decoders' own messages are kept off stderr;
+// 16-bit samples are scaled to 8 bits (65535 to 255); palettes are expanded;
+// float samples are refused. Throws FileError naming the file and the reason.
 cv::Mat readImageFile(const std::string& path, ImageKind kind, long long maxPixels = kMaxImagePixels);
+// Width and height from a PNG, JPEG or PNM file's header without decoding it;
+// an empty size for other formats or a file that cannot be read.
+cv::Size imageFileSize(const std::string& path);
 
 // Refuses a trimap that leaves nothing to solve or nothing to solve from:
 // no background (no pixel at or below inLow), no foreground (none at or
@@ -255,7 +285,8 @@ enum class FillClass { Cut = 0, Keep = 1, Unknown = 2 };
 FillClass parseFillClass(const std::string& name);
 
 // qxFloodFillAlpha on marks (CV_8UC1) in place: the 8-connected region of the
-// seed's class (fixed cut, fixed keep, anything else) takes the class `as`.
+// seed's class (fixed cut: 0 or 1; fixed keep; anything else) takes the class
+// `as`. Cut is written as 1, or as 0 in a trimap (marks holding no 1).
 // Returns the rectangle the library reports (empty when the seed already has
 // the class; the whole mask for Unknown). A seed outside the mask throws
 // std::invalid_argument.
@@ -274,7 +305,7 @@ enum class ShowMode { Tint = 1, Classes = 2, OverColour = 3, ColourOverlay = 4, 
 // "tint", "classes", "over", "overlay", "grey" (std::invalid_argument otherwise).
 ShowMode parseShowMode(const std::string& name);
 // image (grey, 3 or 4 channels, library order) with the mask painted in by the
-// mode; colour (red, green, blue) for over and overlay; low and high stretch the
+// mode (tint and classes show 0 and 1 alike as cut); colour (red, green, blue) for over and overlay; low and high stretch the
 // mask first in over, overlay and grey (low below high, 0 to 255). Result CV_8UC3.
 cv::Mat showMask(const cv::Mat& image, const cv::Mat& mask, ShowMode mode,
                  const std::array<unsigned char, 3>& colour, int low = 0, int high = 255);

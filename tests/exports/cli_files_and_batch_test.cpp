@@ -71,6 +71,52 @@ TEST_F(Files, InputsCheckedBeforeWork) {
     EXPECT_TRUE(says("100000x90000") && says("megapixels")) << output;
 }
 
+// Every output is checked before the solve: nothing is written when one of
+// them cannot be; damaged inputs are refused in our words only.
+TEST_F(Files, OutputsAndDamagedInputsRefusedBeforeWork) {
+    qxtest::Composite c = qxtest::makeComposite(96, 64);
+    const std::string image = write("image.png", c.image), trimap = write("trimap.png", c.trimap);
+    const std::string matte = "matte " + image + " " + trimap + " -o " + file("alpha.png");
+    // A JPEG cut short, a PNG cut short, a symlink loop, a trimap whose header
+    // promises another size (and holds no pixels at all).
+    ASSERT_EQ(0, run(matte + " --preview " + file("whole.jpg"))) << output;
+    const std::string jpeg = text(file("whole.jpg")), png = text(trimap);
+    std::ofstream(file("short.jpg"), std::ios::binary) << jpeg.substr(0, jpeg.size() / 2);
+    std::ofstream(file("short.png"), std::ios::binary) << png.substr(0, png.size() / 2);
+    fs::create_symlink(file("loop-b"), file("loop-a")), fs::create_symlink(file("loop-a"), file("loop-b"));
+    std::ofstream(file("big.png"), std::ios::binary)
+        << std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\0\x0b\xb8\0\0\x07\xd0\x08\x00\0\0\0", 29);
+    fs::remove(file("alpha.png"));
+    const std::string base = "matte " + image + " ";
+    const struct { int code; std::string args, says; } refused[] = {
+        {2, matte + " --preview " + file("none/p.png"), "the folder '" + file("none") + "' does not exist"},
+        {1, matte + " --cutout " + file("c.jpg"), "a cut-out needs its transparency"},
+        // sysfs takes no new files, whoever asks (root included).
+        {2, "cutout " + image + " " + trimap + " -o " + file("alpha.png") + " --alpha /sys/kernel/a.png",
+         "the folder '/sys/kernel' takes no new files"},
+        {1, "cutout " + image + " " + trimap + " -o " + file("c.bmp"), "name it .png, .tif or .webp"},
+        {2, "matte " + file("short.jpg") + " " + trimap + " -o " + file("alpha.png"), "cut short"},
+        {2, base + file("short.png") + " -o " + file("alpha.png"), "damaged"},
+        {2, base + file("loop-a") + " -o " + file("alpha.png"), "loop of symbolic links"},
+        {2, base + file("big.png") + " -o " + file("alpha.png"), "is 96x64 but '" + file("big.png") + "' is 3000x2000"},
+    };
+    for (const auto& r : refused) {
+        EXPECT_EQ(r.code, run(r.args)) << r.args << "\n" << output;
+        EXPECT_TRUE(says(r.says)) << output;
+        EXPECT_FALSE(says("libpng") || says("JPEG data") || says("Premature")) << output;
+        EXPECT_FALSE(fs::exists(file("alpha.png"))) << r.args;  // refused before the solve
+    }
+    // Leftovers of writers killed part way (their process is gone) are
+    // removed; a live writer's (pid 1) is left alone.
+    std::ofstream(file(".alpha.png.999999999.Ab12Cd")), std::ofstream(file(".alpha.png.1.Ab12Cd"));
+    // A finished stage's bar shows 100% (a batch job draws it into its log).
+    ASSERT_EQ(0, run("cutout " + image + " " + trimap + " -o " + file("cut.png"), "QXMATTE_BATCH_JOB=1 ")) << output;
+    EXPECT_TRUE(says("cutout ") && says("100%")) << output;
+    ASSERT_EQ(0, run("fill " + trimap + " --seed 0,0 --as keep -o " + file("filled.png"))) << output;
+    EXPECT_FALSE(fs::exists(file(".alpha.png.999999999.Ab12Cd")));
+    EXPECT_TRUE(fs::exists(file(".alpha.png.1.Ab12Cd")));
+}
+
 // Three good jobs, an image that is not one, one without marks and one whose
 // trimap marks no foreground: both batches go on past the bad ones.
 TEST_F(Files, BatchesGoOnResumeAndShard) {
@@ -132,6 +178,51 @@ TEST_F(Files, BatchesGoOnResumeAndShard) {
          "--edit belongs to an edit of one cut-out"},
     };
     for (const auto& r : refused) EXPECT_TRUE(run(r.args) == 1 && says(r.says)) << r.args << "\n" << output;
+}
+
+// Mistakes that would make a batch useless or destructive are refused before
+// any job; an interrupted batch stops its jobs, leaves no hidden files (also
+// none of earlier killed runs) and resumes.
+TEST_F(Files, BatchMistakesAndInterruptions) {
+    for (int i = 0; i < 6; ++i) {
+        qxtest::Composite c = qxtest::makeComposite(260, 200, 8, i + 1);
+        write("images/p" + std::to_string(i) + ".png", c.image);
+        write("trimaps/p" + std::to_string(i) + ".png", c.trimap);
+    }
+    fs::create_directories(file("empty"));
+    std::ofstream(file("twice.csv")) << "images/p0.png,trimaps/p0.png,a.png\nimages/p1.png,trimaps/p1.png,./a.png\n";
+    const std::string images = file("images"), trimaps = file("trimaps");
+    const struct { std::string args, says; } refused[] = {
+        {"batch matte " + file("twice.csv") + " --out " + file("out"), "lines 1 and 2 both write"},
+        {"batch matte " + images + " " + trimaps + " --out " + images, "the outputs would replace the inputs"},
+        {"batch matte " + images + " " + file("empty") + " --out " + file("out"), "no job"},
+        {"batch matte " + file("empty") + " " + trimaps + " --out " + file("out"), "holds no image files"},
+        {"batch matte " + images + " --out " + file("out"), "name the marks folder after it"},
+    };
+    for (const auto& r : refused) {
+        EXPECT_EQ(1, run(r.args)) << r.args << "\n" << output;
+        EXPECT_TRUE(says(r.says)) << output;
+    }
+    EXPECT_FALSE(fs::exists(file("out")));
+    EXPECT_EQ(6, filesIn(images));
+    EXPECT_EQ(2, run("batch matte " + images + " " + trimaps + " --out /sys/kernel"));
+    EXPECT_TRUE(says("'/sys/kernel' cannot be written")) << output;
+
+    // Ctrl-C part way, with leftovers of an earlier killed batch in --out.
+    fs::create_directories(file("out"));
+    std::ofstream(file("out/.batch-999999999-3.log")), std::ofstream(file("out/.p9.png.999999999.Xy12Zw"));
+    const std::string batch = "batch matte " + images + " " + trimaps + " --out " + file("out");
+    // The signal comes once the first job's log shows it running.
+    run(batch + " 2>&1 & p=$!; until ls -a " + file("out") +
+        " | grep -q \"^.batch-$p-\" || ! kill -0 $p; do sleep 0.01; done; kill -INT $p; wait $p; echo exit $?; true");
+    EXPECT_TRUE(says("interrupted") && says("exit 130")) << output;
+    int hidden = 0;
+    for (const auto& e : fs::directory_iterator(file("out"))) hidden += e.path().filename().string()[0] == '.';
+    EXPECT_EQ(0, hidden);
+    EXPECT_LT(filesIn(file("out")), 6);
+    // The same command resumes: what was done is skipped, the rest done.
+    EXPECT_EQ(0, run(batch)) << output;
+    EXPECT_EQ(6, filesIn(file("out")));
 }
 
 }  // namespace

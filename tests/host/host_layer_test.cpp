@@ -63,6 +63,69 @@ TEST(HostCompositing, RoundedBlendAndCutout) {
     EXPECT_THROW(qxhost::compositeOverImage(fg, alpha, cv::Mat(3, 2, CV_8UC3)), std::invalid_argument);
 }
 
+// A 60x40 background (3:2) with a disc of radius 15 at its centre, behind a
+// 50x50 frame. Fill scales by 1.25 to 75x50 and cuts 12 and 13 columns off;
+// fit scales by 5/6 to 50x33 with bars of 9 and 8 rows.
+TEST(HostCompositing, BackgroundKeepsItsProportions) {
+    cv::Mat bg(40, 60, CV_8UC3, cv::Scalar(200, 200, 200));
+    cv::circle(bg, {30, 20}, 15, cv::Scalar(0, 0, 255), cv::FILLED);
+    auto discBox = [](const cv::Mat& m) {
+        cv::Mat red;
+        cv::inRange(m, cv::Scalar(0, 0, 128), cv::Scalar(100, 100, 255), red);
+        return cv::boundingRect(red);
+    };
+    const cv::Mat filled = qxhost::fitBackground(bg, {50, 50}, qxhost::BackgroundFit::Fill);
+    const cv::Rect d = discBox(filled);
+    EXPECT_NEAR(d.width, d.height, 1);  // round stays round
+    EXPECT_NEAR(d.width, 37.5, 1.5);
+    EXPECT_NEAR(d.x + d.width / 2.0, 25, 1);  // centred
+    EXPECT_NEAR(d.y + d.height / 2.0, 25, 1);
+
+    const cv::Scalar bar(10, 20, 30);
+    const cv::Mat fitted = qxhost::fitBackground(bg, {50, 50}, qxhost::BackgroundFit::Fit, {0.5, 0.5}, bar);
+    for (int y : {0, 8, 42, 49}) EXPECT_EQ(cv::Vec3b(10, 20, 30), fitted.at<cv::Vec3b>(y, 25)) << y;
+    for (int y : {9, 41}) EXPECT_EQ(cv::Vec3b(200, 200, 200), fitted.at<cv::Vec3b>(y, 1)) << y;
+    const cv::Rect f = discBox(fitted);
+    EXPECT_NEAR(f.width, f.height, 1);
+    // Top-left alignment keeps the left edge of the cover: the disc moves right by 12.5.
+    const cv::Rect l = discBox(qxhost::fitBackground(bg, {50, 50}, qxhost::BackgroundFit::Fill, {0, 0}));
+    EXPECT_NEAR(l.x - d.x, 12.5, 1);
+    // Stretch distorts, as asked.
+    const cv::Rect s = discBox(qxhost::fitBackground(bg, {50, 50}, qxhost::BackgroundFit::Stretch));
+    EXPECT_GT(s.height - s.width, 8);
+}
+
+// A trimap's 0 and the brushes' 1 are one class, cut, for the fill and the
+// marks pictures. Columns 0-9 cut, 10-19 unknown, 20-29 keep.
+TEST(HostMarks, ZeroAndOneBothReadAsCut) {
+    cv::Mat trimap(12, 30, CV_8UC1, cv::Scalar(128));
+    trimap.colRange(0, 10).setTo(0);
+    trimap.colRange(20, 30).setTo(255);
+    cv::Mat filled = trimap.clone();
+    EXPECT_EQ(cv::Rect(0, 0, 10, 12), qxhost::floodFillMarks(filled, {2, 2}, qxhost::FillClass::Keep));
+    EXPECT_EQ(0, cv::countNonZero(filled.colRange(0, 10) != 255));
+    EXPECT_EQ(0, cv::countNonZero(filled.colRange(10, 20) != 128));  // the unknown band is another class
+    // Cut filled into a trimap is written as a trimap's cut.
+    filled = trimap.clone();
+    qxhost::floodFillMarks(filled, {15, 2}, qxhost::FillClass::Cut);
+    EXPECT_EQ(0, cv::countNonZero(filled.colRange(0, 20) != 0));
+    // Marks drawn with 1 beside a trimap's 0: the 0 left alone stays 0.
+    cv::Mat mixed = trimap.clone();
+    mixed.colRange(0, 3).setTo(qxhost::kMarkCut);
+    qxhost::floodFillMarks(mixed, {25, 2}, qxhost::FillClass::Unknown);
+    EXPECT_EQ(0, cv::countNonZero(mixed.colRange(3, 10) != 0));
+    EXPECT_EQ(0, cv::countNonZero(mixed.colRange(0, 3) != qxhost::kMarkCut));
+
+    cv::Mat image(12, 30, CV_8UC3, cv::Scalar(90, 120, 150)), ones = trimap.clone();
+    ones.setTo(qxhost::kMarkCut, trimap == 0);
+    for (auto mode : {qxhost::ShowMode::Tint, qxhost::ShowMode::Classes}) {
+        const cv::Mat a = qxhost::showMask(image, trimap, mode, {255, 255, 255});
+        const cv::Mat b = qxhost::showMask(image, ones, mode, {255, 255, 255});
+        EXPECT_EQ(0, cv::norm(a, b, cv::NORM_INF)) << int(mode);
+        EXPECT_NE(a.at<cv::Vec3b>(2, 2), a.at<cv::Vec3b>(2, 15)) << int(mode);  // cut is not shown as unknown
+    }
+}
+
 TEST(HostFailures, EveryExportSaysWhatItsValueMeans) {
     using qxhost::describeFailure;
     auto says = [](const std::string& name, int value, const char* text) {
