@@ -17,8 +17,10 @@ using GetFn = int (*)();
 using SetFn = void (*)(int);
 
 // OpenBLAS's own controls, when an OpenBLAS is in the process. Its
-// openblas_get_parallel() is 1 for the pthreads build, whose pool is the one
-// that runs beside the OpenMP team.
+// openblas_get_parallel() is 0 for the single-threaded build, 1 for the
+// pthreads build, whose pool runs beside the OpenMP team, and 2 for the
+// OpenMP build, which splits its work over omp_get_max_threads() threads and
+// waits for them spinning.
 struct OpenBlasControls {
     GetFn parallel = nullptr, threads = nullptr;
     SetFn setThreads = nullptr;
@@ -27,7 +29,7 @@ struct OpenBlasControls {
         threads = reinterpret_cast<GetFn>(dlsym(RTLD_DEFAULT, "openblas_get_num_threads"));
         setThreads = reinterpret_cast<SetFn>(dlsym(RTLD_DEFAULT, "openblas_set_num_threads"));
     }
-    bool threadedPool() const { return parallel && threads && setThreads && parallel() == 1; }
+    int build() const { return parallel && threads && setThreads ? parallel() : 0; }
 };
 
 const OpenBlasControls& openBlas() {
@@ -47,14 +49,21 @@ uint64_t bytesPerThread() {
 
 BlasOnCaller::BlasOnCaller() {
     const OpenBlasControls& blas = openBlas();
-    if (!blas.threadedPool()) return;
-    saved = blas.threads();
-    if (saved > 1) blas.setThreads(1);
-    else saved = 0;
+    const int build = blas.build();
+    if (build == 1 && blas.threads() > 1) {
+        savedBlas = blas.threads();
+        blas.setThreads(1);
+    } else if (build == 2 && omp_get_max_threads() > 1) {
+        // This build takes its count from the calling thread's OpenMP count
+        // at every call.
+        savedOpenMp = omp_get_max_threads();
+        omp_set_num_threads(1);
+    }
 }
 
 BlasOnCaller::~BlasOnCaller() {
-    if (saved > 1) openBlas().setThreads(saved);
+    if (savedBlas > 0) openBlas().setThreads(savedBlas);
+    if (savedOpenMp > 0) omp_set_num_threads(savedOpenMp);
 }
 
 AffordableThreads::AffordableThreads() {

@@ -27,10 +27,11 @@ void runWithinThreads(int threads, Work&& work) {
 }
 
 // While it lives, a threaded OpenBLAS that the process has loaded runs on the
-// calling thread only; its count is given back at the end. Does nothing with
-// a single-threaded BLAS.
+// calling thread only; the counts are given back at the end. Does nothing
+// with a single-threaded BLAS.
 struct BlasOnCaller {
-    int saved = 0;  // 0: nothing to give back
+    int savedBlas = 0;    // the pthreads build's count, or 0
+    int savedOpenMp = 0;  // the caller's OpenMP count (the OpenMP build's), or 0
     BlasOnCaller();
     ~BlasOnCaller();
     BlasOnCaller(const BlasOnCaller&) = delete;
