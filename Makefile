@@ -89,6 +89,7 @@ bench: build
 	  echo "== $$name"; \
 	  $(BUILD)/$$name; \
 	done
+	@echo "== bench_threads"; bash bench/bench_threads.sh $(BUILD)
 
 clean:
 	rm -rf $(BUILD) $(SANITIZE_BUILD) $(FUZZ_BUILD) $(MEMCHECK_BUILD) $(OUT)

@@ -61,6 +61,10 @@ int run(int argc, char** argv) {
         return fail(kExitLibrary, f.what());
     } catch (const std::invalid_argument& e) {
         return fail(kExitUsage, e.what());
+    } catch (const std::bad_alloc&) {
+        return fail(kExitLibrary, "out of memory");
+    } catch (const cv::Exception& e) {
+        return fail(kExitLibrary, e.code == cv::Error::StsNoMem ? "out of memory" : e.what());
     } catch (const std::exception& e) {
         // An export that lets failures pass (or OpenCV) ended the command.
         return fail(kExitLibrary, e.what());
@@ -76,6 +80,8 @@ int main(int argc, char** argv) {
     // ends the run with a message rather than an abort.
     try {
         return run(argc, argv);
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr, "qxmatte: out of memory\n");
     } catch (const std::exception& e) {
         std::fprintf(stderr, "qxmatte: %s\n", e.what());
     } catch (...) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <utility>
 
 #include "foreground/foreground_system.h"
@@ -101,6 +102,10 @@ CsrMatrix upperTriangle(const CsrMatrix& normal) {
 namespace {
 
 [[noreturn]] void solverFailed(const char* format, int error, int exitCode) {
+    // Running out of memory is an allocation failure like any other: it goes
+    // to the driver, which returns its out-of-memory value, instead of ending
+    // the host's process.
+    if (error == kSparseOutOfMemory) throw std::bad_alloc();
     std::printf(format, error);
     std::fflush(stdout);
     std::exit(exitCode);

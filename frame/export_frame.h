@@ -6,6 +6,8 @@
 
 #include <new>
 
+#include "frame/thread_team.h"
+
 namespace qx {
 
 struct CatchColumn {
@@ -25,9 +27,11 @@ constexpr CatchColumn kForegroundCellColumn{true, 0, -1, -1000};
 constexpr CatchColumn kKeepCutColumn{true, 0, -1, -1000};
 
 // Runs work() (which returns the export's success value) and maps whatever it
-// throws by the column. Buffers of the work are released by unwinding.
+// throws by the column. Buffers of the work are released by unwinding. The
+// work runs on one thread when the address space cannot hold more.
 template <class Work>
 int runExport(const CatchColumn& column, Work&& work) {
+    const AffordableThreads threads;
     try {
         return work();
     } catch (int e) {

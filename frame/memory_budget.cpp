@@ -34,9 +34,9 @@ bool readProcKb(const char* file, const char* name, uint64_t* kb) {
     return found;
 }
 
-// Address space the process may still map: its limit (or, without one, the
-// 128 TiB of a user address space) less what it maps now.
-uint64_t freeAddressSpace() {
+}  // namespace
+
+unsigned long long freeAddressSpace() {
     const uint64_t userSpace = uint64_t(128) << 40;
     uint64_t limit = userSpace;
     struct rlimit rl;
@@ -46,8 +46,6 @@ uint64_t freeAddressSpace() {
     uint64_t used = vmKb * 1024;
     return used < limit ? limit - used : 0;
 }
-
-}  // namespace
 
 int memoryBudgetK() {
     uint64_t totalKb, availKb, swapKb;

@@ -23,4 +23,8 @@ void startProgress(ProgressFn fn, void* cookie, int total, int value, int step);
 // swap-backed memory and free address space, capped at 3500000; 0 if unknown.
 int memoryBudgetK();
 
+// Bytes of address space the process may still map: its `ulimit -v` (or,
+// without one, a whole user address space) less what it maps now.
+unsigned long long freeAddressSpace();
+
 }  // namespace qx

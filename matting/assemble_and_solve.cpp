@@ -15,7 +15,6 @@ namespace qx {
 namespace {
 
 constexpr double kInv255 = 0.00392156862745098;
-constexpr long long kVariableLimit = 500000;
 
 template <class T>
 using Array = std::unique_ptr<T[]>;

@@ -8,6 +8,9 @@
 
 namespace qx {
 
+// Most variables of one system; above it the system is refused as too large.
+constexpr long long kVariableLimit = 500000;
+
 // Erodes a known mask in place by 3x3, the image edge replicated.
 void erodeKnown(GIMG<unsigned char>& image);
 

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "frame/progress.h"
+#include "frame/status.h"
 #include "matting/matting_system.h"
 #include "matting/refine_alpha.h"
 
@@ -79,6 +80,15 @@ int solveMatteFromMarks(MatteState& state, unsigned char* const planePixels[3], 
     tickProgress();
     copyImage(knownMask, solveMask);
     erodeKnown(solveMask);
+    // Every pixel left open here becomes a variable (the second erosion only
+    // adds some), so a system over the limit is refused now, before its
+    // window affinities take hundreds of megabytes.
+    long long open = 0;
+    for (int y = 0; y < height; ++y) {
+        const unsigned char* row = solveMask.row(y);
+        for (int x = 0; x < width; ++x) open += row[x] == 0;
+    }
+    if (open > kVariableLimit) failMatte(state, kSystemTooLarge);
 
     int count = 0;
     int status = buildWindowAffinities(state, solveMask, planePixels, planeStep, count);

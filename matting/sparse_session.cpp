@@ -9,7 +9,11 @@
 #include "matting/sparse_solver.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+
+#include "frame/progress.h"
+#include "frame/thread_team.h"
 
 namespace qx {
 
@@ -33,7 +37,40 @@ constexpr int kSimplicialBelow = 4096;
 // analysis is never won back in the factorisation.
 int defaultOrdering(int) { return CHOLMOD_AMD; }
 
+// The BLAS takes a work buffer of about 128 MB at its first call in the
+// process and keeps it; until a supernodal factorisation has succeeded, the
+// memory check counts it in.
+constexpr double kBlasBufferBytes = 132.0 * (1 << 20);
+std::atomic<bool> blasBufferHeld{false};
+// Factors below this size are not checked: the check reads /proc, and the
+// small simplicial tiles of keep/cut to alpha come by the thousand. Their
+// allocations fail cleanly; only the BLAS's buffer does not.
+constexpr double kUncheckedBytes = 8.0 * (1 << 20);
+
 void quietErrors(int, const char*, int, const char*) {}
+
+// Bytes the numerical factorisation and a solve will allocate, from the
+// symbolic analysis: the factor's values (and row indices of a simplicial
+// one), the largest update matrix, work vectors.
+double factorBytes(const SparseSession& s) {
+    const cholmod_factor* f = s.factor;
+    const double n = static_cast<double>(f->n);
+    if (f->is_super)
+        return 8.0 * (static_cast<double>(f->xsize) + static_cast<double>(f->maxcsize)) + 96.0 * n;
+    return 12.0 * 1.2 * s.common.lnz + 96.0 * n;
+}
+
+// Whether the memory the factorisation needs is there, so that a system
+// too large for the memory is refused before the solver allocates for it
+// (the BLAS would otherwise wait for memory that never comes).
+bool factorFits(const SparseSession& s) {
+    double need = factorBytes(s);
+    const bool blas = s.factor->is_super && !blasBufferHeld.load();
+    if (blas) need += kBlasBufferBytes;
+    if (need < kUncheckedBytes && !blas) return true;
+    const double budget = memoryBudgetK() * 1300.0;
+    return budget <= 0.0 || need <= budget;  // an unknown budget checks nothing
+}
 
 int statusResult(const cholmod_common& common) {
     if (common.status == CHOLMOD_OUT_OF_MEMORY) return kSparseOutOfMemory;
@@ -180,10 +217,17 @@ int sparseFactorise(SparseSession& s) {
     // matrices are singular by construction starts with the shift and saves
     // the factorisation that would fail.
     double shift = s.perturbFromStart ? floor : 0.0;
+    if (!factorFits(s)) return kSparseOutOfMemory;
+    const BlasOnCaller blas;
     for (int attempt = 0;; ++attempt) {
         double beta[2] = {shift, 0.0};
         s.common.status = CHOLMOD_OK;
-        cholmod_factorize_p(s.matrix, beta, nullptr, 0, s.factor, &s.common);
+        // The solver's own parallel loops (copies into the supernodes, 4
+        // threads fixed in its build) run on the calling thread: with the
+        // single-threaded BLAS there is nothing for a team to share but
+        // copies, and a team waiting between supernodes burnt 4 to 10 times
+        // the CPU of the whole factorisation on a loaded machine.
+        runWithinThreads(1, [&] { cholmod_factorize_p(s.matrix, beta, nullptr, 0, s.factor, &s.common); });
         if (s.common.status < CHOLMOD_OK) return statusResult(s.common);
         // After a shift, a singular direction's pivot comes out at about the
         // shift itself, so the floor is then half the shift.
@@ -192,12 +236,14 @@ int sparseFactorise(SparseSession& s) {
         shift = shift > 0.0 ? shift * 100.0 : floor;
     }
     s.factorised = true;
+    if (s.factor->is_super) blasBufferHeld.store(true);
     return kSparseOk;
 }
 
 int sparseSolve(SparseSession& s, const float* rightSide, float* solution) {
     if (!s.factorised || !rightSide || !solution) return kSparseBadInput;
     cholmod_common& c = s.common;
+    const BlasOnCaller blas;
     size_t n = static_cast<size_t>(s.order);
     cholmod_dense* b = cholmod_allocate_dense(n, 1, n, CHOLMOD_REAL, &c);
     cholmod_dense* r = cholmod_allocate_dense(n, 1, n, CHOLMOD_REAL, &c);

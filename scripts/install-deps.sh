@@ -6,7 +6,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake g++ make binutils pkg-config
-  libopencv-dev libsuitesparse-dev libopenblas-dev
+  libopencv-dev libsuitesparse-dev libopenblas-dev libopenblas0-serial
   libcli11-dev libgtest-dev libbenchmark-dev
   gimp libgimp2.0-dev
   python3-pybind11 python3-dev python3-numpy python3-pytest python3-pil
