@@ -85,6 +85,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     if (band) {
         fuzz::snapshot(mask, aux);
+        fuzz::trace("qxGrabCutEdgeGen band %d", bandWidth);
         qxGrabCutEdgeGen(&job, bandWidth);
         fuzz::require(aux.unchanged(), "the band leaves the selection as it was");
         mask.requireSameOutside(rect, "the band stays inside the rectangle");
