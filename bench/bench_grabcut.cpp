@@ -105,6 +105,29 @@ Result runConfiguration(int width, int height, bool full) {
     return r;
 }
 
+// qxGrabCutEdgeGen alone on a 1000 x 800 selection (an ellipse and a bar) at
+// band widths from narrow to far beyond the rectangle: the cost should stay
+// flat. Best of three runs.
+void bandWidthTable() {
+    cv::Mat truth;
+    seltest::HostPlanes host(seltest::texturedScene(1000, 800, truth), 0x00);
+    host.aux.setTo(0x00);
+    host.aux.setTo(0xFE, truth);
+    std::printf("\nqxGrabCutEdgeGen on 1000x800 by band width: seconds (wall, processor), best of 3\n");
+    std::printf("%12s %9s %9s %10s\n", "band width", "wall", "cpu", "band px");
+    for (int bandWidth : {4, 16, 64, 256, 1024, 4096, 2147483647}) {
+        double wall = 1e9, cpu = 1e9;
+        for (int run = 0; run < 3; ++run) {
+            const Clock::time_point start = Clock::now();
+            const double cpu0 = cpuSeconds();
+            qxGrabCutEdgeGen(&host.job, bandWidth);
+            wall = std::min(wall, since(start));
+            cpu = std::min(cpu, cpuSeconds() - cpu0);
+        }
+        std::printf("%12d %9.4f %9.4f %10d\n", bandWidth, wall, cpu, cv::countNonZero(host.mask == 0x7E));
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -139,5 +162,6 @@ int main(int argc, char** argv) {
         std::printf("\n");
         std::fflush(stdout);
     }
+    bandWidthTable();
     return 0;
 }

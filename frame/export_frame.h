@@ -1,7 +1,8 @@
 // The catch frame of the exports: each export that catches runs its work
 // through runExport with its own column of the catch table, turning a thrown
 // int, std::bad_alloc or anything else into its return value. Exports without
-// a column let exceptions pass to the host.
+// a column let exceptions pass to the host; of those, only the three that
+// return nothing remain (qxShowKeepBlend, qxGrabCutEdgeGen, qxGrabCutDeleteBuf).
 #pragma once
 
 #include <new>
@@ -25,6 +26,11 @@ constexpr CatchColumn kForegroundTileColumn{true, 0, -1, -1};
 constexpr CatchColumn kForegroundColumn{false, 0, -1, -1000};
 constexpr CatchColumn kForegroundCellColumn{true, 0, -1, -1000};
 constexpr CatchColumn kKeepCutColumn{true, 0, -1, -1000};
+// The brushes, display, mask and tone exports: nothing thrown inside them
+// (a work image too large for memory, an OpenCV refusal) may reach a host
+// that calls from C, so each maps every failure to its refusal value.
+constexpr CatchColumn kRefuseMinusOneColumn{false, 0, -1, -1};
+constexpr CatchColumn kRefuseZeroColumn{false, 0, 0, 0};
 
 // Runs work() (which returns the export's success value) and maps whatever it
 // throws by the column. Buffers of the work are released by unwinding. The

@@ -24,11 +24,25 @@
  * gives the failure value each export names (or nothing happens, where an
  * export has no result).
  *
+ * Null pointers, one rule for all 21 exports: a NULL record, a NULL buffer
+ * that the call would read or write, or a NULL output the export names as
+ * required is refused before anything is touched, with the value the export
+ * gives for bad sizes (its "refused" value below), or nothing at all where
+ * the export returns nothing. Only the pointers an export calls optional (the
+ * counts of qxMaskBBox, the progress callback and cookie, the trace path) may
+ * be NULL in a call that does work.
+ *
  * Return values: 1 is success, except qxRecoverForeground, whose success is 0.
- * Failures inside the library come back as each export's comment says. Where an
- * export's documentation says "failures pass to the host", a failure inside it
- * propagates as a C++ exception; hosts calling from C should keep to valid
- * arguments there.
+ * Failures inside the library come back as each export's comment says. No
+ * C++ exception leaves an export that returns a value: where a work image
+ * can't be had (a size near INT_MAX included) the export returns the value
+ * its comment names, and the host's buffers are as they were. Only the three
+ * exports that return nothing (qxShowKeepBlend, qxGrabCutEdgeGen,
+ * qxGrabCutDeleteBuf) may let an exception pass to the host; hosts calling
+ * from C keep to valid arguments there.
+ *
+ * Sizes and offsets are computed in 64 bits: a width, height or step up to
+ * INT_MAX, or a point anywhere in the int range, is defined behaviour.
  *
  * Sizes: qxMaskAlpha, qxRecoverForeground, qxRecoverForegroundCell,
  * qxMaskBBox and qxDrawLine8u check their sizes and rectangles before
@@ -188,6 +202,16 @@ QXMATTE_API int qxMaskAlpha(QxMaskJob *job, int unused, float unknownEstimate,
  * their four source bytes into outPixels. Solved pixels have bit 0 clear.
  * recoverColors non-zero then recovers foreground colours into outPixels with
  * qxRecoverForegroundCell (its result is not looked at).
+ * The doubling of the half-size road does not reach the rectangle's first row
+ * and column and its last three rows and columns; those lines take the
+ * values of their nearest reached line (row 1, column 1, the fourth line from
+ * the far edge) before the fixed marks go back. This repair is deliberate: the
+ * lines would otherwise keep their marks unsolved.
+ * Thin rectangles (tile roads, that is roiBorder 0 or a large edit): the solve
+ * works on 3 x 3 windows, so a rectangle under 3 pixels high or wide returns
+ * -5 with the mark bits put back, and one under 5 pixels high or wide is
+ * solved at full size whatever fullSize says (its half-size copy would be
+ * under 3 pixels thick). Results do not depend on the number of threads.
  * Reads imagePixels, maskPixels, auxPixels (the host's marks: on any failure
  * bit 0 of each mask pixel is put back from there), writes maskPixels and
  * outPixels inside the rectangle. Progress: total 20000 (10000 for an edit).
@@ -278,14 +302,19 @@ QXMATTE_API int qxGrabCut(QxJob *job, int fastLadder);
  * selection 0xFE, the rest 0x00; fixed marks of auxPixels come back as they
  * are. No band is drawn along the rectangle's edges. bandWidth 0 or 1: no
  * band. A negative bandWidth or a rectangle qxGrabCut would refuse for its
- * position (see there) changes nothing. Other failures pass to the host.
+ * position (see there) changes nothing. The band is found from row intervals
+ * of the disc, so its cost does not grow with bandWidth (any width beyond
+ * twice the rectangle's width plus height gives the band of that width).
+ * Other failures pass to the host.
  */
 QXMATTE_API void qxGrabCutEdgeGen(QxJob *job, int bandWidth);
 
 /*
- * End the GrabCut session: free job->grabCutSession if it is not NULL (the
- * field is not cleared; the host must clear it, a second call would free it
- * again), then fix the certain pixels of the grab rectangle in maskPixels and
+ * End the GrabCut session: free job->grabCutSession if it is not NULL and set
+ * the field to NULL, so that a second call, or a qxGrabCut on the same record,
+ * finds no session instead of a freed one (qxGrabCut then starts a new one).
+ * Older builds left the field for the host to clear; a host that still clears
+ * it loses nothing. Then fix the certain pixels of the grab rectangle in maskPixels and
  * copy them to auxPixels: 0x00 and 0x01 become 0x01, 0xFE and 0xFF become
  * 0xFF, other values lose bit 0 (0x7F -> 0x7E). That pass also runs without a
  * session; it is skipped for a rectangle qxGrabCut would refuse for its
@@ -311,8 +340,8 @@ QXMATTE_API void qxGrabCutDeleteBuf(QxJob *job);
  * dot of the brush's diameter at the rectangle's top left. Equal colours give
  * a measure of 0 everywhere. A radius above 16383 counts as 16383.
  * Returns 1. Nothing changes for an end outside the image, a negative radius,
- * NULL pointers or steps shorter than a row. Failures of OpenCV pass to the
- * host.
+ * NULL pointers or steps shorter than a row. Returns -1, with the mask as it
+ * was, when the brush's work images can't be had.
  */
 QXMATTE_API int qxHairSelect(QxJob *job, int x1, int y1, int x2, int y2, int radius);
 
@@ -325,7 +354,7 @@ QXMATTE_API int qxHairSelect(QxJob *job, int x1, int y1, int x2, int y2, int rad
  * changes maskPixels (width x height); the brush is clipped to the image. A
  * radius above 16383 counts as 16383. Returns 1. Nothing changes for a
  * negative radius, a size below 1, NULL pointers or steps shorter than a row.
- * Failures of OpenCV pass to the host.
+ * Returns -1, with the mask as it was, when the brush map can't be had.
  */
 QXMATTE_API int qxColorRangeSelect(QxJob *job, int x1, int y1, int x2, int y2, int radius,
                                    const unsigned char *colour, int tolerance, int keep);
@@ -337,9 +366,11 @@ QXMATTE_API int qxColorRangeSelect(QxJob *job, int x1, int y1, int x2, int y2, i
  * leaves the saturation (the pixel passes through the colour conversion and
  * may move by its rounding), 1 makes pixels of alpha 0 grey. Pixels whose
  * alpha byte is odd (a fixed mark, e.g. 0xFF, 0x01) are left exactly as they
- * are; byte 3 is never changed. An amount outside 0 to 1 wraps the saturation
- * byte. Returns 1. Nothing changes for a size below 1, NULL pointers or steps
- * shorter than a row. Failures pass to the host.
+ * are, whatever the amount: a fixed mark is the user's own decision about
+ * that pixel, so it keeps its colour too. Byte 3 is never changed. An amount
+ * outside 0 to 1 wraps the saturation byte. Returns 1. Nothing changes for a
+ * size below 1, NULL pointers or steps shorter than a row. Returns -1, with
+ * the image as it was, when the two work images can't be had.
  */
 QXMATTE_API int qxDesaturation(unsigned char *pixels, int step, int width, int height,
                                const unsigned char *alphaPlane, int alphaStep, float amount);
@@ -365,10 +396,9 @@ QXMATTE_API int qxDesaturation(unsigned char *pixels, int step, int width, int h
  *   Modes 2 to 6 set byte 3 to 255.
  * colour: three bytes in reverse pixel order, read by modes 3, 4 and 6.
  * Returns 1; 1 also for any other mode, which changes nothing. Returns -1,
- * changing nothing, for bad sizes, and in modes 3 to 6 when high and low
- * have equal low bytes (nothing to stretch from) or, in modes 3, 4 and 6,
- * when colour is NULL. An allocation failure of the work planes passes to the
- * host as a C++ exception.
+ * changing nothing, for bad sizes or a NULL pixels or alpha, in modes 3 to 6
+ * when high and low have equal low bytes (nothing to stretch from) or the
+ * work planes can't be had, and, in modes 3, 4 and 6, when colour is NULL.
  */
 QXMATTE_API int qxShowImageAlpha(unsigned char *pixels, int step, int width, int height,
                                  const unsigned char *alpha, int alphaStep, int high, int low,
@@ -378,8 +408,10 @@ QXMATTE_API int qxShowImageAlpha(unsigned char *pixels, int step, int width, int
  * Mix other into pixels (both 4 bytes a pixel), bytes 0 to 2: each becomes
  * trunc(p * (1 - amount) + o * amount) in single precision, stored as its low
  * byte (amounts outside 0 to 1 wrap rather than saturate); byte 3 stays.
- * otherWidth and otherHeight must be at least width and height. Bad sizes or
- * a smaller other: nothing happens.
+ * otherWidth and otherHeight must be at least width and height: an other
+ * image smaller in either direction is taken as a mismatch and nothing is
+ * mixed (rather than mixing the part they share). Bad sizes or NULL pointers:
+ * nothing happens.
  */
 QXMATTE_API void qxShowKeepBlend(unsigned char *pixels, int step, int width, int height,
                                  const unsigned char *other, int otherStep, int otherWidth,
@@ -396,8 +428,9 @@ QXMATTE_API void qxShowKeepBlend(unsigned char *pixels, int step, int width, int
  * non-NULL, the numbers of valueKeep and valueCut pixels inside the box. A box
  * under 24 rows high (margins included) gives all zeros and counts of -1
  * (each written where its pointer is non-NULL); the box's width has no
- * minimum. step is in bytes for both depths. reserved: not read. Returns 1;
- * a width or height of 0 gives the empty box. Returns 0 with nothing written
+ * minimum. step is in bytes for both depths. reserved: not read. A count
+ * beyond the int range reads INT_MAX. Returns 1; a width or height of 0
+ * gives the empty box. Returns 0 with nothing written
  * for a NULL box output, a negative width or height, or (for a mask of any
  * pixels) a NULL mask or a step shorter than a row.
  */
@@ -428,8 +461,9 @@ QXMATTE_API int qxDrawLine8u(unsigned char *pixels, int step, int width, int hei
  * within the rectangle (the region and those already of that class); other
  * modes write nothing and report the region's rectangle. reserved1..3: not
  * read. Returns 1; -3 for a seed outside the image (negative coordinates
- * included) or bad sizes; -1 when the fill's work buffer can't be had.
- * Failure to allocate the copy or the class image passes to the host.
+ * included), bad sizes, NULL pixels or a NULL outRect (then nothing is
+ * written); -1, with the mask as it was, when the fill's work buffer, the
+ * copy or the class image can't be had.
  */
 QXMATTE_API int qxFloodFillAlpha(unsigned char *pixels, int step, int width, int height,
                                  int seedX, int seedY, int reserved1, int reserved2, int mode,
@@ -443,7 +477,8 @@ QXMATTE_API int qxFloodFillAlpha(unsigned char *pixels, int step, int width, int
  * A span of 255 changes nothing. protectHard non-zero: pixels that were odd
  * (fixed marks) keep their value, the others lose bit 0 after the stretch.
  * Returns 1; -1, changing nothing, for a span of 0 (equal low bytes: nothing
- * to stretch from) or bad sizes. Failures to allocate pass to the host.
+ * to stretch from), bad sizes, NULL pixels, or when the copy of the marks
+ * can't be had.
  */
 QXMATTE_API int qxScaleAlpha(unsigned char *pixels, int step, int width, int height,
                              int high, int low, int protectHard);
@@ -453,8 +488,8 @@ QXMATTE_API int qxScaleAlpha(unsigned char *pixels, int step, int width, int hei
  * then a 5x5 Gaussian. A band of 3 (mode 0) or 4 (mode 1) pixels at the edges
  * keeps its values, and images no larger than twice that band in either
  * direction are left as they were; pixels outside the image are never read.
- * Other modes change nothing. Returns 1; -1 for bad sizes. Failures to
- * allocate the work image pass to the host.
+ * Other modes change nothing. Returns 1; -1, changing nothing, for bad sizes,
+ * NULL pixels, or when the work image can't be had.
  */
 QXMATTE_API int qxfilterIm8u(unsigned char *pixels, int step, int width, int height, int mode);
 
@@ -464,7 +499,8 @@ QXMATTE_API int qxfilterIm8u(unsigned char *pixels, int step, int width, int hei
  * Brighten 3-byte pixels in place so that the largest channel mean m reaches
  * target: gain = target / (m + 0.0001); if it is above 1, n = trunc(8 * gain)
  * capped at 250 and each byte becomes saturate(round(v * n / 8)), ties to
- * even. Never darkens. Returns 1; -1 for bad sizes (step below 3 * width).
+ * even. Never darkens. Returns 1; -1 for bad sizes (step below 3 * width) or
+ * NULL pixels.
  */
 QXMATTE_API int qxPreviewAutoLevel(unsigned char *pixels, int step, int width, int height,
                                    float target);
@@ -481,8 +517,8 @@ QXMATTE_API int qxPreviewAutoLevel(unsigned char *pixels, int step, int width, i
  * a pixel becomes saturate(round((max(p - 128 + 1024 / n, 0)) * n / 8)) with
  * the division truncated, so a plane at 128 moves slightly (to 120 at n 120).
  * Returns 1; 0, changing nothing, for a mode outside 0 to 4 (compared as
- * unsigned: -1 is outside), bad sizes, or when memory for the three work
- * planes ran out.
+ * unsigned: -1 is outside), bad sizes, NULL pixels, or when memory for the
+ * work planes ran out.
  */
 QXMATTE_API int qxRGB2YCbCrAutoLevel(unsigned char *pixels, int step, int width, int height,
                                      int mode, int target);

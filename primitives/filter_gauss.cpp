@@ -10,6 +10,7 @@
 // Both work a row at a time: a vertical pass folds the needed source rows into
 // 16-bit column sums (exact: the largest is 65025), a horizontal pass combines
 // those; the row kernels are plain loops the compiler vectorises.
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -92,8 +93,8 @@ void gauss5(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, int w, int h
 #pragma omp for schedule(static)
         for (int y = 0; y < h; ++y) {
             const Ipp8u* centre = roi::row(src, srcStep, y) - 2;
-            gauss5Vertical(centre - 2 * srcStep, centre - srcStep, centre, centre + srcStep, centre + 2 * srcStep,
-                           A, B, C, n);
+            const std::ptrdiff_t up = srcStep;  // two rows apart in 64 bits: the step may be near INT_MAX
+            gauss5Vertical(centre - 2 * up, centre - up, centre, centre + up, centre + 2 * up, A, B, C, n);
             gauss5Horizontal(A, B, C, roi::row(dst, dstStep, y), w);
         }
     }

@@ -3,6 +3,7 @@
 // Reads 1 or 2 pixels around the rectangle. The medians are fixed exchange
 // networks of min/max, branch-free, so each row loop vectorises.
 #include <algorithm>
+#include <cstddef>
 
 #include "primitives/primitives.h"
 #include "primitives/roi_checks.h"
@@ -75,7 +76,8 @@ IppStatus ippiFilterMedianCross_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pD
 #pragma omp parallel for schedule(static) if (big)
         for (int y = 0; y < h; ++y) {
             const Ipp8u* s = roi::row(pSrc, srcStep, y);
-            cross5Row(s - 2 * srcStep, s - srcStep, s, s + srcStep, s + 2 * srcStep, roi::row(pDst, dstStep, y), w);
+            const std::ptrdiff_t up = srcStep;  // two rows apart in 64 bits: the step may be near INT_MAX
+            cross5Row(s - 2 * up, s - up, s, s + up, s + 2 * up, roi::row(pDst, dstStep, y), w);
         }
     }
     return ippStsNoErr;

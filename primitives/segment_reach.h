@@ -18,12 +18,17 @@ constexpr int kSegmentReach = 1 << 15;
 // passes nowhere within it (then no brush of any allowed width reaches the
 // image). Computed in 64 bits, so any two int ends are valid.
 inline bool clipSegmentToReach(int width, int height, cv::Point& from, cv::Point& to) {
-    const cv::Rect reach(-kSegmentReach, -kSegmentReach, width + 2 * kSegmentReach, height + 2 * kSegmentReach);
-    if (reach.contains(from) && reach.contains(to)) return true;
+    // The reach's size in 64 bits: an image side near INT_MAX plus the reach
+    // on both sides does not fit an int.
+    const cv::Size2l reach(int64_t(width) + 2 * kSegmentReach, int64_t(height) + 2 * kSegmentReach);
     // In the reach's own coordinates, where it starts at (0, 0).
     cv::Point2l a(int64_t(from.x) + kSegmentReach, int64_t(from.y) + kSegmentReach);
     cv::Point2l b(int64_t(to.x) + kSegmentReach, int64_t(to.y) + kSegmentReach);
-    if (!cv::clipLine(cv::Size2l(reach.width, reach.height), a, b)) return false;
+    const auto inside = [&](const cv::Point2l& p) {
+        return p.x >= 0 && p.y >= 0 && p.x < reach.width && p.y < reach.height;
+    };
+    if (inside(a) && inside(b)) return true;
+    if (!cv::clipLine(reach, a, b)) return false;
     from = cv::Point(int(a.x - kSegmentReach), int(a.y - kSegmentReach));
     to = cv::Point(int(b.x - kSegmentReach), int(b.y - kSegmentReach));
     return true;

@@ -51,6 +51,9 @@ QX_EXPORT int qxColorRangeSelect(QxJob* job, int x1, int y1, int x2, int y2, int
     if (!job || !job->imagePixels || !job->maskPixels || !colour || radius < 0 || job->width <= 0 ||
         job->height <= 0 || job->imageStep < 4LL * job->width || job->maskStep < job->width)
         return 1;
-    qx::colourRangeSelect(job, x1, y1, x2, y2, radius, colour, tolerance, keep != 0);
-    return 1;
+    // The brush map is made before the mask is written.
+    return qx::runExport(qx::kRefuseMinusOneColumn, [&] {
+        qx::colourRangeSelect(job, x1, y1, x2, y2, radius, colour, tolerance, keep != 0);
+        return 1;
+    });
 }

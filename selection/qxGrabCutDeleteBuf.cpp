@@ -8,8 +8,10 @@
 
 QX_EXPORT void qxGrabCutDeleteBuf(QxJob* job) {
     if (!job) return;
-    // The field is left as it is: the host clears it.
+    // The field is cleared with the free, so that a second call or a pass
+    // that reuses the record finds no session instead of a freed one.
     qx::releaseGrabCutSession(static_cast<qx::GrabCutSession*>(job->grabCutSession));
+    job->grabCutSession = nullptr;
     if (!qx::grabRegionInside(job)) return;
     const int w = job->grabWidth, h = job->grabHeight;
 #pragma omp parallel for schedule(static)

@@ -117,5 +117,6 @@ QX_EXPORT int qxHairSelect(QxJob* job, int x1, int y1, int x2, int y2, int radiu
     if (!job || !job->imagePixels || !job->maskPixels || !job->hairColour || !job->backdropColour) return 1;
     if (radius < 0 || !qx::insideImage(job, x1, y1) || !qx::insideImage(job, x2, y2)) return 1;
     if (job->imageStep < 4LL * job->width || job->maskStep < job->width) return 1;
-    return qx::hairSelect(job, x1, y1, x2, y2, radius);
+    // The brush's work planes are made before the mask is written.
+    return qx::runExport(qx::kRefuseMinusOneColumn, [&] { return qx::hairSelect(job, x1, y1, x2, y2, radius); });
 }

@@ -17,6 +17,11 @@ namespace qx {
 namespace {
 
 constexpr long long kLargestLocalArea = 937024;  // below this an edit is solved locally
+constexpr int kThinnestTiled = 3;     // thinner rectangles hold no 3 x 3 window
+// The half-size level of a rectangle under 5 pixels thick is under 3 pixels
+// thick itself; such a rectangle is solved at full size, which costs little
+// at that thickness.
+constexpr int kThinnestHalfSize = 5;
 
 // Sizes, steps and the rectangle must lie inside what the host's buffers
 // hold; anything else is refused before a pixel is touched.
@@ -49,15 +54,20 @@ void mergeWithBefore(const QxJob& job, const cv::Mat& before) {
 
 int keepCutToAlpha(QxJob& job, int fullSize) {
     const long long area = static_cast<long long>(job.roiWidth) * job.roiHeight;
+    // The tile roads solve 3 x 3 windows: a rectangle under three pixels thick
+    // has no pixel a window can solve, so it is refused as unsolvable marks
+    // (the catch puts the mark bits back) rather than returned unsolved.
+    const bool local = job.roiBorder != 0 && area < kLargestLocalArea;
+    if (!local && std::min(job.roiWidth, job.roiHeight) < kThinnestTiled) throw static_cast<int>(kMarksUnsolvable);
     cv::Mat before;
     if (job.roiBorder != 0) {
         cv::Mat(job.roiHeight, job.roiWidth, CV_8UC1, pixelAt(job.maskPixels, job.maskStep, job.roiX, job.roiY),
                 job.maskStep)
             .copyTo(before);
     }
-    if (job.roiBorder != 0 && area < kLargestLocalArea)
+    if (local)
         solveLocal(&job);  // its result is not looked at: the export reports 1
-    else if (fullSize == 1)
+    else if (fullSize == 1 || std::min(job.roiWidth, job.roiHeight) < kThinnestHalfSize)
         fullSizeTilePath(job);
     else
         halfSizeTilePath(job);

@@ -114,19 +114,23 @@ using namespace qx;
 QX_EXPORT int qxShowImageAlpha(unsigned char* pixels, int step, int width, int height, const unsigned char* alpha,
                                int alphaStep, int high, int low, int mode, const unsigned char* colour) {
     if (mode < kTint || mode > kOverColourToo) return 1;
-    if (width < 1 || height < 1 || step / 4 < width || alphaStep < width) return -1;
-    switch (mode) {
-        case kTint:
-            tintMarks(pixels, step, width, height, alpha, alphaStep);
-            return 1;
-        case kClasses:
-            classColours(pixels, step, width, height, alpha, alphaStep);
-            return 1;
-        default:
-            // The stretch needs a span, and the colour layers a colour.
-            if ((high & 0xFF) == (low & 0xFF)) return -1;
-            if (!colour && mode != kGreyAlpha) return -1;
-            alphaLayers(pixels, step, width, height, alpha, alphaStep, high, low, mode, colour);
-            return 1;
-    }
+    if (!pixels || !alpha || width < 1 || height < 1 || step / 4 < width || alphaStep < width) return -1;
+    // The work planes of modes 3 to 6 are all made before the first pixel is
+    // written, so a failure to make them leaves the image as it was.
+    return runExport(kRefuseMinusOneColumn, [&] {
+        switch (mode) {
+            case kTint:
+                tintMarks(pixels, step, width, height, alpha, alphaStep);
+                return 1;
+            case kClasses:
+                classColours(pixels, step, width, height, alpha, alphaStep);
+                return 1;
+            default:
+                // The stretch needs a span, and the colour layers a colour.
+                if ((high & 0xFF) == (low & 0xFF)) return -1;
+                if (!colour && mode != kGreyAlpha) return -1;
+                alphaLayers(pixels, step, width, height, alpha, alphaStep, high, low, mode, colour);
+                return 1;
+        }
+    });
 }

@@ -19,7 +19,7 @@ inline unsigned char truncatedByte(float v) {
 
 QX_EXPORT void qxShowKeepBlend(unsigned char* pixels, int step, int width, int height, const unsigned char* other,
                                int otherStep, int otherWidth, int otherHeight, float amount) {
-    if (width < 1 || height < 1 || step / 4 < width || otherStep / 4 < width) return;
+    if (!pixels || !other || width < 1 || height < 1 || step / 4 < width || otherStep / 4 < width) return;
     if (otherWidth < width || otherHeight < height) return;
     const float keep = 1.0f - amount;
 #pragma omp parallel for schedule(static)

@@ -75,17 +75,7 @@ void writeUnknown(unsigned char* pixels, int step, const GIMG<unsigned char>& cl
     }
 }
 
-}  // namespace
-}  // namespace qx
-
-using namespace qx;
-
-QX_EXPORT int qxFloodFillAlpha(unsigned char* pixels, int step, int width, int height, int seedX, int seedY,
-                               int /*reserved1*/, int /*reserved2*/, int mode, int /*reserved3*/, int* outRect) {
-    outRect[0] = outRect[1] = outRect[2] = outRect[3] = 0;
-    // An image without pixels has no seed; a negative seed lies outside too.
-    if (width < 1 || height < 1 || step < width) return -3;
-    if (seedX >= width || seedY >= height || seedX < 0 || seedY < 0) return -3;
+int floodFill(unsigned char* pixels, int step, int width, int height, int seedX, int seedY, int mode, int* outRect) {
     mode &= 0xFF;
 
     cv::Mat host(height, width, CV_8UC1, pixels, static_cast<std::size_t>(step));
@@ -118,4 +108,22 @@ QX_EXPORT int qxFloodFillAlpha(unsigned char* pixels, int step, int width, int h
         outRect[3] = height;
     }
     return 1;
+}
+
+}  // namespace
+}  // namespace qx
+
+using namespace qx;
+
+QX_EXPORT int qxFloodFillAlpha(unsigned char* pixels, int step, int width, int height, int seedX, int seedY,
+                               int /*reserved1*/, int /*reserved2*/, int mode, int /*reserved3*/, int* outRect) {
+    if (!outRect) return -3;
+    outRect[0] = outRect[1] = outRect[2] = outRect[3] = 0;
+    // An image without pixels has no seed; a negative seed lies outside too.
+    if (!pixels || width < 1 || height < 1 || step < width) return -3;
+    if (seedX >= width || seedY >= height || seedX < 0 || seedY < 0) return -3;
+    // The saved copy and the class image are made before any pixel is
+    // written: a failure to make them returns -1 with the mask as it was.
+    return runExport(kRefuseMinusOneColumn,
+                     [&] { return floodFill(pixels, step, width, height, seedX, seedY, mode, outRect); });
 }

@@ -1,5 +1,7 @@
 // Export: bounding box of the marked pixels of a mask, with a 12-pixel margin,
 // and how many pixels of the two background classes lie inside it.
+#include <algorithm>
+#include <climits>
 #include <cstdint>
 
 #include "frame/export_frame.h"
@@ -31,6 +33,10 @@ struct Mask16 {
     bool isKeep(int v) const { return v >= keep; }
     bool isCut(int v) const { return v <= cut; }
 };
+
+// A value scaled by 128 for 16-bit pixels, in 64 bits and held to -1 ..
+// 65536: every comparison with a 16-bit pixel comes out as it would unclamped.
+inline int threshold16(int value) { return static_cast<int>(std::clamp(value * 128LL, -1LL, 65536LL)); }
 
 template <class M>
 bool marked(const M& m, int x, int y) {
@@ -66,7 +72,7 @@ void boundingBox(const M& m, int width, int height, int* outX, int* outWidth, in
     int bottom = top;
     for (int y = height - 1; y > top; --y)
         if (rowMarked(m, y, width)) {
-            bottom = y + kMargin;
+            bottom = y > height - 1 - kMargin ? height - 1 : y + kMargin;  // no int overflow at the last rows
             break;
         }
     if (bottom > height - 1) bottom = height - 1;
@@ -91,7 +97,7 @@ void boundingBox(const M& m, int width, int height, int* outX, int* outWidth, in
     int right = left;
     for (int x = width - 1; x > left; --x)
         if (columnMarked(m, x, top, boxHeight)) {
-            right = x + kMargin;
+            right = x > width - 1 - kMargin ? width - 1 : x + kMargin;
             break;
         }
     if (right > width - 1) right = width - 1;
@@ -102,15 +108,16 @@ void boundingBox(const M& m, int width, int height, int* outX, int* outWidth, in
     *outHeight = boxHeight;
 
     if (outCountKeep && outCountCut) {
-        int keep = 0, cut = 0;
+        // Counted in 64 bits; a count beyond the int range reports INT_MAX.
+        long long keep = 0, cut = 0;
         for (int y = top; y <= bottom; ++y)
             for (int x = left; x <= right; ++x) {
                 int v = m.at(x, y);
                 keep += m.isKeep(v);
                 cut += m.isCut(v);
             }
-        *outCountKeep = keep;
-        *outCountCut = cut;
+        *outCountKeep = static_cast<int>(std::min<long long>(keep, INT_MAX));
+        *outCountCut = static_cast<int>(std::min<long long>(cut, INT_MAX));
     }
 }
 
@@ -126,7 +133,7 @@ QX_EXPORT int qxMaskBBox(int is16Bit, const void* pixels, int step, int width, i
     if (width > 0 && height > 0 && (!pixels || step < rowBytes)) return 0;
     const auto* base = static_cast<const unsigned char*>(pixels);
     if (is16Bit)
-        boundingBox(Mask16{base, step, valueKeep * 128, valueCut * 128}, width, height, outX, outWidth, outY,
+        boundingBox(Mask16{base, step, threshold16(valueKeep), threshold16(valueCut)}, width, height, outX, outWidth, outY,
                     outHeight, outCountKeep, outCountCut);
     else
         boundingBox(Mask8{base, step, valueKeep, valueCut}, width, height, outX, outWidth, outY, outHeight,

@@ -9,7 +9,7 @@
 using namespace qx;
 
 QX_EXPORT int qxPreviewAutoLevel(unsigned char* pixels, int step, int width, int height, float target) {
-    if (width < 1 || height < 1 || step / 3 < width) return -1;
+    if (!pixels || width < 1 || height < 1 || step / 3 < width) return -1;
     Ipp64f mean[3] = {0, 0, 0};
     ippiMean_8u_C3R(pixels, step, width, height, mean);
     const double m = std::max({mean[0], mean[1], mean[2]});

@@ -28,7 +28,7 @@ using namespace qx;
 
 QX_EXPORT int qxScaleAlpha(unsigned char* pixels, int step, int width, int height, int high, int low,
                            int protectHard) {
-    if (width < 1 || height < 1 || step < width) return -1;
+    if (!pixels || width < 1 || height < 1 || step < width) return -1;
     const int lowByte = low & 0xFF;
     const int span = (high & 0xFF) - lowByte;
     if (span == 255) return 1;
@@ -38,16 +38,20 @@ QX_EXPORT int qxScaleAlpha(unsigned char* pixels, int step, int width, int heigh
     // A negative span gives a negative factor, of which the low byte counts.
     const auto factorByte = static_cast<Ipp8u>(factor & 0xFF);
 
-    GIMG<unsigned char> image(width, height, pixels, step);
-    std::vector<unsigned char> saved;
-    if (protectHard) {
-        saved.resize(static_cast<std::size_t>(width) * height);
-        image.status = ippiCopy_8u_C1R(image.pixels, image.step, saved.data(), width, width, height);
-    }
-    image.status = ippiSubC_8u_C1IRSfs(static_cast<Ipp8u>(lowByte), image.pixels, image.step, width, height, 0);
-    image.status = ippiMulC_8u_C1IRSfs(factorByte, image.pixels, image.step, width, height, 5);
-    // Unprotected, the merge against a copy of the result would change no
-    // pixel, so it is left out.
-    if (protectHard) keepFixedMarks(saved.data(), width, image);
-    return 1;
+    // The saved copy of the marks is made before the first write: when it
+    // can't be had the call returns -1 with the mask as it was.
+    return runExport(kRefuseMinusOneColumn, [&] {
+        GIMG<unsigned char> image(width, height, pixels, step);
+        std::vector<unsigned char> saved;
+        if (protectHard) {
+            saved.resize(static_cast<std::size_t>(width) * height);
+            image.status = ippiCopy_8u_C1R(image.pixels, image.step, saved.data(), width, width, height);
+        }
+        image.status = ippiSubC_8u_C1IRSfs(static_cast<Ipp8u>(lowByte), image.pixels, image.step, width, height, 0);
+        image.status = ippiMulC_8u_C1IRSfs(factorByte, image.pixels, image.step, width, height, 5);
+        // Unprotected, the merge against a copy of the result would change no
+        // pixel, so it is left out.
+        if (protectHard) keepFixedMarks(saved.data(), width, image);
+        return 1;
+    });
 }

@@ -16,22 +16,9 @@ void inset(IMG<unsigned char, 1>& image, int by) {
     image.height -= by;
 }
 
-}  // namespace
-}  // namespace qx
-
-using namespace qx;
-
-QX_EXPORT int qxfilterIm8u(unsigned char* pixels, int step, int width, int height, int mode) {
-    if (width < 1 || height < 1 || step < width) return -1;
-    if (mode != 0 && mode != 1) return 1;
-    const int firstInset = mode == 0 ? 1 : 2;
-    const int secondInset = mode == 0 ? 3 : 4;
-    const int medianMask = mode == 0 ? ippMskSize3x3 : ippMskSize5x5;
-    // Too small for the Gaussian's rectangle: the result would be the input.
-    if (width <= 2 * secondInset || height <= 2 * secondInset) return 1;
-
-    GIMG<unsigned char> image(width, height, pixels, step);
-    GIMG<unsigned char> work(width, height);
+// The median cross into the work image, then the Gaussian from it back into
+// the host's mask, each over its inset rectangle.
+void smooth(GIMG<unsigned char>& image, GIMG<unsigned char>& work, int firstInset, int secondInset, int medianMask) {
     inset(image, firstInset);
     inset(work, firstInset);
     work.status = ippiFilterMedianCross_8u_C1R(image.pixels, image.step, work.pixels, work.step, work.width,
@@ -42,5 +29,28 @@ QX_EXPORT int qxfilterIm8u(unsigned char* pixels, int step, int width, int heigh
     inset(work, secondInset);
     image.status = ippiFilterGauss_8u_C1R(work.pixels, work.step, image.pixels, image.step, image.width,
                                           image.height, ippMskSize5x5);
-    return 1;
+}
+
+}  // namespace
+}  // namespace qx
+
+using namespace qx;
+
+QX_EXPORT int qxfilterIm8u(unsigned char* pixels, int step, int width, int height, int mode) {
+    if (!pixels || width < 1 || height < 1 || step < width) return -1;
+    if (mode != 0 && mode != 1) return 1;
+    const int firstInset = mode == 0 ? 1 : 2;
+    const int secondInset = mode == 0 ? 3 : 4;
+    const int medianMask = mode == 0 ? ippMskSize3x3 : ippMskSize5x5;
+    // Too small for the Gaussian's rectangle: the result would be the input.
+    if (width <= 2 * secondInset || height <= 2 * secondInset) return 1;
+
+    // The work image is made before the mask is written: when it can't be
+    // had the call returns -1 with the mask as it was.
+    return runExport(kRefuseMinusOneColumn, [&] {
+        GIMG<unsigned char> image(width, height, pixels, step);
+        GIMG<unsigned char> work(width, height);
+        smooth(image, work, firstInset, secondInset, medianMask);
+        return 1;
+    });
 }

@@ -18,12 +18,17 @@ void showImageAlpha(FuzzedDataProvider& in, const fuzz::Size& s) {
     image.fill(in);
     alpha.fill(in);
     fuzz::snapshot(image, alpha);
-    fuzz::trace("qxShowImageAlpha %dx%d high %d low %d mode %d", s.width, s.height, high, low, mode);
-    const int rc = qxShowImageAlpha(image.data(), image.step, s.width, s.height, alpha.data(), alpha.step, high, low,
-                                    mode, colour);
+    // Now and then a NULL image or alpha: refused with -1 in every known mode.
+    const int missing = in.ConsumeIntegralInRange(0, 15);
+    unsigned char* pixels = missing == 0 ? nullptr : image.data();
+    const unsigned char* marks = missing == 1 ? nullptr : alpha.data();
+    fuzz::trace("qxShowImageAlpha %dx%d high %d low %d mode %d missing %d", s.width, s.height, high, low, mode, missing);
+    const int rc = qxShowImageAlpha(pixels, image.step, s.width, s.height, marks, alpha.step, high, low, mode, colour);
     // Modes 3 to 6 stretch the alpha from [low, high]: equal low bytes leave nothing to stretch from.
+    const bool known = mode >= 1 && mode <= 6;
     const bool nothingToStretch = mode >= 3 && mode <= 6 && (high & 0xFF) == (low & 0xFF);
-    fuzz::require(rc == (nothingToStretch ? -1 : 1), "qxShowImageAlpha returns 1, or -1 for equal stretch bounds");
+    const bool refused = known && (nothingToStretch || !pixels || !marks);
+    fuzz::require(rc == (refused ? -1 : 1), "qxShowImageAlpha returns 1, or -1 for equal stretch bounds or NULL");
     fuzz::require(alpha.unchanged(), "qxShowImageAlpha never writes the marks");
     fuzz::require(image.gapsIntact(), "a display export writes only inside the image's rows");
     if (rc != 1) {
@@ -38,16 +43,21 @@ void showImageAlpha(FuzzedDataProvider& in, const fuzz::Size& s) {
 }
 
 void showKeepBlend(FuzzedDataProvider& in, const fuzz::Size& s) {
-    const int otherWidth = s.width + in.ConsumeIntegralInRange(0, 5), otherHeight = s.height + in.ConsumeIntegralInRange(0, 5);
+    // The other image may be smaller by a pixel (a mismatch: nothing is mixed).
+    const int otherWidth = std::max(1, s.width + in.ConsumeIntegralInRange(-1, 5)),
+              otherHeight = std::max(1, s.height + in.ConsumeIntegralInRange(-1, 5));
     fuzz::HostImage image(s.width, s.height, 4, s.extraStep * 4), other(otherWidth, otherHeight, 4, 0);
     const float amount = in.ConsumeFloatingPointInRange<float>(-1.0f, 2.0f);
     image.fill(in);
     other.fill(in);
     fuzz::snapshot(image, other);
     fuzz::trace("qxShowKeepBlend %dx%d other %dx%d amount %g", s.width, s.height, otherWidth, otherHeight, double(amount));
-    qxShowKeepBlend(image.data(), image.step, s.width, s.height, other.data(), other.step, otherWidth, otherHeight,
-                    amount);
+    const bool noOther = in.ConsumeIntegralInRange(0, 15) == 0;
+    qxShowKeepBlend(image.data(), image.step, s.width, s.height, noOther ? nullptr : other.data(), other.step,
+                    otherWidth, otherHeight, amount);
     fuzz::require(other.unchanged(), "qxShowKeepBlend never writes the other image");
+    if (noOther || otherWidth < s.width || otherHeight < s.height)
+        fuzz::require(image.unchanged(), "a missing or smaller other image mixes nothing");
     image.requireChannelKept(3, "qxShowKeepBlend never writes byte 3");
 }
 

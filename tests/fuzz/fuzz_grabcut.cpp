@@ -40,7 +40,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Rect rect = consumeRect(in, width, height);
     const int passes = in.ConsumeIntegralInRange(1, 3);
     const bool band = in.ConsumeBool();
-    const int bandWidth = in.ConsumeIntegralInRange(-2, 30);
+    // Now and then a band far wider than any rectangle: it costs no more.
+    const int bandWidth = in.ConsumeIntegralInRange(0, 7) == 0 ? in.ConsumeIntegralInRange(600, INT_MAX)
+                                                                 : in.ConsumeIntegralInRange(-2, 30);
     image.fill(in);
     // Background on the left, foreground on the right unless painted over.
     for (int y = 0; y < height; ++y)
@@ -83,6 +85,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     if (band) {
         fuzz::snapshot(mask, aux);
+        fuzz::trace("qxGrabCutEdgeGen band %d", bandWidth);
         qxGrabCutEdgeGen(&job, bandWidth);
         fuzz::require(aux.unchanged(), "the band leaves the selection as it was");
         mask.requireSameOutside(rect, "the band stays inside the rectangle");
@@ -92,6 +95,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 fuzz::require(v == 0x7E || v == 0xFE || v == 0x00 || ((a & 1) && v == a),
                               "the band holds keep, unknown, cut and the fixed marks");
             }
+        // Past twice the rectangle's width plus height every width draws the same band.
+        if (bandWidth > 2 * (rect.w + rect.h) + 1 && rect.w > 0 && rect.h > 0) {
+            fuzz::snapshot(mask, aux);
+            qxGrabCutEdgeGen(&job, 2 * (rect.w + rect.h));
+            fuzz::require(mask.unchanged(), "a band wider than the rectangle's reach is that reach's band");
+        }
     }
 
     fuzz::snapshot(mask, aux);
@@ -105,5 +114,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             fuzz::require(now == want, "the end of the session fixes certain pixels");
             fuzz::require(aux.at(x, y) == now, "the fixed marks are copied to the second plane");
         }
+    fuzz::require(job.grabCutSession == nullptr, "the end of the session clears the record's field");
+    // A second end finds no session and nothing left to fix.
+    if (last == 1) {
+        fuzz::snapshot(mask, aux);
+        qxGrabCutDeleteBuf(&job);
+        fuzz::require(mask.unchanged() && aux.unchanged(), "a second end of the session changes nothing");
+    }
     return 0;
 }

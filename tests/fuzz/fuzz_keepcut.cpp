@@ -105,6 +105,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     mask.requireSameOutside(rect, "marks outside the rectangle are untouched");
     out.requireSameOutside(rect, "the result outside the rectangle is untouched");
+    if (border == 0 && std::min(rect.w, rect.h) < 3)
+        fuzz::require(rc == -5, "a rectangle under 3 pixels thick has no window to solve: -5");
 
     const bool edit = border != 0;  // every rectangle here is small enough for the local road
     for (int y = 0; y < h; ++y)

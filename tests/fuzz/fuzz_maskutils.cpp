@@ -77,9 +77,13 @@ void fill(FuzzedDataProvider& in, fuzz::HostImage& mask, const fuzz::Size& s) {
     }
     mask.snapshot();
     int rect[4] = {-7, -7, -7, -7};
-    fuzz::trace("qxFloodFillAlpha %dx%d seed %d,%d mode %d", s.width, s.height, seedX, seedY, mode);
-    const int rc = qxFloodFillAlpha(mask.data(), mask.step, s.width, s.height, seedX, seedY, 0, 0, mode, 0, rect);
+    // Now and then no outRect or no mask: refused with -3.
+    const int missing = in.ConsumeIntegralInRange(0, 15);
+    fuzz::trace("qxFloodFillAlpha %dx%d seed %d,%d mode %d missing %d", s.width, s.height, seedX, seedY, mode, missing);
+    const int rc = qxFloodFillAlpha(missing == 0 ? nullptr : mask.data(), mask.step, s.width, s.height, seedX, seedY,
+                                    0, 0, mode, 0, missing == 1 ? nullptr : rect);
     fuzz::require(fuzz::oneOf(rc, {1, -1, -3}), "qxFloodFillAlpha returns 1, -1 or -3");
+    if (missing <= 1) fuzz::require(rc == -3, "a NULL mask or outRect is refused with -3");
     fuzz::require(mask.gapsIntact(), "a fill stays inside the mask's rows");
     if (rc != 1) {
         fuzz::require(mask.unchanged(), "a refused fill changes nothing");

@@ -3,6 +3,8 @@
 // selection on a textured scene.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <vector>
 
 #include "selection/grabcut_session.h"
@@ -211,6 +213,73 @@ TEST(GrabCutQuality, RectangleAroundATexturedObject) {
     // scene and the coarse pass about 0.992.
     EXPECT_GT(score, 0.97) << score;
     qxGrabCutDeleteBuf(&host.job);
+}
+
+// The band from first principles: a pixel is eroded when a cut pixel of the
+// region lies under the disc (as cv::circle draws it) around it, dilated when
+// a selected one does; both gives the band.
+cv::Mat referenceBand(const cv::Mat& selected, int bandWidth) {
+    const int w = selected.cols, h = selected.rows, r = std::min(bandWidth / 2, w + h);
+    cv::Mat disc = cv::Mat::zeros(2 * r + 1, 2 * r + 1, CV_8UC1);
+    cv::circle(disc, {r, r}, r, cv::Scalar(255), -1, cv::LINE_8, 0);
+    std::vector<int> half(static_cast<size_t>(r) + 1, -1);  // half width of each row offset
+    for (int d = 0; d <= r; ++d)
+        for (int x = r; x <= 2 * r; ++x)
+            if (disc.at<uchar>(r + d, x)) half[d] = x - r;
+    // Selected pixels of row y in columns [a, b]: kept(y, b + 1) - kept(y, a).
+    cv::Mat kept(h, w + 1, CV_32S, cv::Scalar(0));
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) kept.at<int>(y, x + 1) = kept.at<int>(y, x) + (selected.at<uchar>(y, x) ? 1 : 0);
+    cv::Mat band(h, w, CV_8UC1);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            bool cutNear = false, keptNear = false;
+            for (int qy = std::max(0, y - r); qy <= std::min(h - 1, y + r); ++qy) {
+                const int a = std::max(0, x - half[std::abs(qy - y)]), b = std::min(w - 1, x + half[std::abs(qy - y)]);
+                if (a > b) continue;
+                const int n = kept.at<int>(qy, b + 1) - kept.at<int>(qy, a);
+                keptNear = keptNear || n > 0;
+                cutNear = cutNear || n < b - a + 1;
+            }
+            band.at<uchar>(y, x) = keptNear && cutNear ? 0x7E : keptNear ? 0xFE : 0x00;
+        }
+    return band;
+}
+
+TEST(GrabCutEnd, BandAgreesWithTheDiscAtEveryWidth) {
+    // Blobs and specks on a 120 x 104 region, whose edges the selection
+    // touches; the band's cost does not depend on its width, and widths past
+    // twice the region's width plus height all give the same band.
+    cv::Mat selected = cv::Mat::zeros(104, 120, CV_8UC1);
+    cv::circle(selected, {30, 40}, 22, cv::Scalar(1), -1);
+    cv::rectangle(selected, cv::Rect(70, 0, 30, 60), cv::Scalar(1), -1);
+    cv::RNG rng(5);
+    for (int i = 0; i < 40; ++i) selected.at<uchar>(rng.uniform(0, 104), rng.uniform(0, 120)) ^= 1;
+    HostPlanes host(scene(120, 104), 0x33);
+    host.aux.setTo(0x00);
+    host.aux.setTo(0xFE, selected);
+    for (int bandWidth : {0, 1, 2, 3, 9, 40, 150, 448, 449, 100000, 2147483647}) {
+        qxGrabCutEdgeGen(&host.job, bandWidth);
+        const cv::Mat expected = referenceBand(selected, bandWidth);
+        ASSERT_EQ(cv::countNonZero(expected != host.mask), 0) << "band width " << bandWidth;
+    }
+}
+
+TEST(GrabCutEnd, EndingClearsTheSessionSoRepeatsAndReuseAreHarmless) {
+    HostPlanes host(scene(160, 120), 0x7E);
+    host.mask(cv::Rect(60, 40, 30, 30)).setTo(0xFF);
+    ASSERT_EQ(qxGrabCut(&host.job, 0), 1);
+    ASSERT_NE(host.job.grabCutSession, nullptr);
+    qxGrabCutDeleteBuf(&host.job);
+    EXPECT_EQ(host.job.grabCutSession, nullptr);
+    qxGrabCutDeleteBuf(&host.job);  // a second end frees nothing twice
+    EXPECT_EQ(host.job.grabCutSession, nullptr);
+    // A pass on the ended record starts a session of its own.
+    host.mask.setTo(0x7E, host.mask != 0xFF);
+    ASSERT_EQ(qxGrabCut(&host.job, 0), 1);
+    EXPECT_NE(host.job.grabCutSession, nullptr);
+    qxGrabCutDeleteBuf(&host.job);
+    EXPECT_EQ(host.job.grabCutSession, nullptr);
 }
 
 }  // namespace

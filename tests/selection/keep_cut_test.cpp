@@ -2,6 +2,7 @@
 // the mark bits given back, the leaf limit, the merge of an edit by mode, the
 // frame of an edit and its corner rule.
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include "keep_cut_fixture.h"
 #include "selection/solve_local.h"
@@ -141,6 +142,75 @@ TEST(LocalSolve, AWholeImageEditFallsBackOnTheMarkedBox) {
     none.job.roiBorder = 5;
     EXPECT_EQ(-5, qx::solveLocal(&none.job));
     qx::startProgress(nullptr, nullptr, 0, 0, 0);
+}
+
+// A noisy strip of thickness n with keep at one end, cut at the other and
+// the band between; `along` pixels long, across rows (horizontal) or columns.
+KeepCutJob strip(int along, int thickness, bool horizontal) {
+    cv::Mat image(horizontal ? thickness : along, horizontal ? along : thickness, CV_8UC3);
+    cv::RNG(9).fill(image, cv::RNG::UNIFORM, 0, 256);
+    cv::Mat marks(image.size(), CV_8UC1, cv::Scalar(0x7E));
+    const cv::Rect first = horizontal ? cv::Rect(0, 0, 8, thickness) : cv::Rect(0, 0, thickness, 8);
+    const cv::Rect last = horizontal ? cv::Rect(along - 8, 0, 8, thickness) : cv::Rect(0, along - 8, thickness, 8);
+    marks(first).setTo(0xFF);
+    marks(last).setTo(0x01);
+    return KeepCutJob(image, marks);
+}
+
+// 3 x 3 windows need three lines each way: thinner rectangles are refused as
+// unsolvable on both roads (never 1 with the band unsolved), rectangles whose
+// half-size copy would be that thin are solved at full size, and no answer
+// depends on the thread count.
+TEST(KeepCutToAlpha, ThinRectanglesAreRefusedOrSolvedAtFullSize) {
+    for (bool horizontal : {true, false})
+        for (int thickness : {1, 2})
+            for (int fullSize : {1, 0})
+                for (int threads : {1, 2}) {
+                    omp_set_num_threads(threads);
+                    KeepCutJob k = strip(40, thickness, horizontal);
+                    const cv::Mat marks = k.mask.clone();
+                    EXPECT_EQ(-5, k.run(fullSize)) << thickness << (horizontal ? " rows" : " columns");
+                    EXPECT_EQ(0, cv::norm(k.mask, marks, cv::NORM_INF));
+                }
+    omp_set_num_threads(omp_get_num_procs());
+    for (int thickness : {3, 4}) {
+        KeepCutJob half = strip(40, thickness, true), full = strip(40, thickness, true);
+        ASSERT_EQ(1, half.run(0)) << thickness;
+        ASSERT_EQ(1, full.run(1));
+        EXPECT_EQ(0, cv::norm(half.mask, full.mask, cv::NORM_INF)) << thickness;
+        // The band is solved: the alpha falls from the keep end to the cut end.
+        EXPECT_GT(cv::mean(half.mask.colRange(8, 14))[0], cv::mean(half.mask.colRange(26, 32))[0] + 20) << thickness;
+    }
+}
+
+// The doubling of the half-size road does not reach the first line and the
+// last three: they take the nearest reached line (row 1, row h - 4, column 1,
+// column w - 4) wherever neither pixel is a fixed mark.
+TEST(KeepCutToAlpha, HalfSizeBorderLinesTakeTheirNearestSolvedLine) {
+    const qxtest::Composite comp = qxtest::makeComposite(90, 70, 6, 3);
+    // Marks as the composite's trimap, but an unknown ring of 6 pixels, so
+    // that every border line has soft pixels.
+    cv::Mat marks = marksOf(comp.trimap);
+    cv::rectangle(marks, cv::Rect(0, 0, 90, 70), cv::Scalar(0x7E), 12);
+    KeepCutJob k(comp.image, marks);
+    ASSERT_EQ(1, k.run(0));
+    const cv::Mat& m = k.mask;
+    const int w = m.cols, h = m.rows;
+    auto soft = [&](int x, int y) { return (k.aux.at<uchar>(y, x) & 1) == 0; };
+    int compared = 0;
+    for (int x = 0; x < w; ++x)
+        for (auto [to, from] : {std::pair{0, 1}, {h - 3, h - 4}, {h - 2, h - 4}, {h - 1, h - 4}})
+            if (soft(x, to) && soft(x, from)) {
+                EXPECT_EQ(m.at<uchar>(to, x), m.at<uchar>(from, x)) << x << "," << to;
+                ++compared;
+            }
+    for (int y = 0; y < h; ++y)
+        for (auto [to, from] : {std::pair{0, 1}, {w - 3, w - 4}, {w - 2, w - 4}, {w - 1, w - 4}})
+            if (soft(to, y) && soft(from, y)) {
+                EXPECT_EQ(m.at<uchar>(y, to), m.at<uchar>(y, from)) << to << "," << y;
+                ++compared;
+            }
+    EXPECT_GT(compared, 300);
 }
 
 }  // namespace
