@@ -7,7 +7,8 @@
 //
 // Roads: "auto" is the road's own choice; "half" the half-size tiles (the
 // tool's --half); "matte" and "tiles" the library's two roads as they are
-// (a failure value is printed as such).
+// (a failure value is printed as such); "pieces" the road's full-size pieces
+// where another route would fit.
 //
 // Photographs: the wallpapers of the Debian package mate-backgrounds
 // (apt-get install mate-backgrounds), else QX_BENCH_PHOTOS=FG.jpg,BG.jpg, else
@@ -99,6 +100,7 @@ Row runRoad(const qxtest::StrandCase& c, const std::string& road) {
                 if (road == "half") s.halfTiles = true;
                 if (road == "matte") s.choice = qxhost::RouteChoice::LibraryMatte;
                 if (road == "tiles") s.choice = qxhost::RouteChoice::LibraryTiles;
+                if (road == "pieces") s.choice = qxhost::RouteChoice::Pieces;
                 const qxhost::RoadResult result = qxhost::solveAnySize(c.image, c.trimap, s);
                 alpha = result.alpha;
                 if (road == "auto") route = qxhost::routeName(result.plan.route);
@@ -168,8 +170,9 @@ int main(int argc, char** argv) {
         runCase("hair, cut marks on top", photos, cv::Size(3200, 2376), 0.10, {"auto", "half", "tiles"}, true);
     if (mode == "compare" || mode == "all") {
         // The library's two roads where both work, and the road's choice.
-        runCase("fur, small", photos, cv::Size(1100, 800), 0.12, {"auto", "matte", "tiles", "half"});
-        runCase("fur, 1.9 MP", photos, cv::Size(1600, 1200), 0.12, {"auto", "matte", "tiles", "half"});
+        runCase("fur, small", photos, cv::Size(1100, 800), 0.12, {"auto", "matte", "tiles", "pieces", "half"});
+        runCase("fur, wide band", photos, cv::Size(1100, 800), 0.30, {"auto", "matte", "tiles", "pieces", "half"});
+        runCase("fur, 1.9 MP", photos, cv::Size(1600, 1200), 0.12, {"auto", "matte", "tiles", "pieces", "half"});
     }
     return 0;
 }

@@ -334,6 +334,7 @@ enum class RouteChoice {
     Auto,          // the most accurate route that fits
     LibraryMatte,  // qxMaskAlpha with the caller's estimate, at the scale it chooses
     LibraryTiles,  // qxKeepCutToAlpha's tiles, however large
+    Pieces,        // full-size pieces whatever else would fit (to compare routes)
 };
 
 struct RoadSettings {

@@ -211,9 +211,10 @@ RoutePlan planRoute(const cv::Mat& trimap, const RoadSettings& settings, double 
         return plan;
     }
 
+    const bool piecesAsked = settings.choice == RouteChoice::Pieces;
     // 1. The whole system in one full-size solve: the most accurate, when
     // qxMaskAlpha takes it at full size.
-    if (pixels < kFullMattePixels && unknown < kFullMatteUnknown &&
+    if (!piecesAsked && pixels < kFullMattePixels && unknown < kFullMatteUnknown &&
         unknown * kMatteBytesSolved + pixels * kMatteBytesPixel <= budget) {
         plan.route = Route::Matte;
         plan.estimate = unknown;
@@ -227,7 +228,7 @@ RoutePlan planRoute(const cv::Mat& trimap, const RoadSettings& settings, double 
     // the limit (a tile marked on one side only stays whole however many
     // unknown pixels it holds).
     const bool bothMarks = MarkSums::at(sums.cut, whole) > 0 && MarkSums::at(sums.keep, whole) > 0;
-    if (!matteOnly && bothMarks) {
+    if (!matteOnly && bothMarks && !piecesAsked) {
         const cv::Mat unknownMask = (trimap != 0) & (trimap != 255);
         plan.largestLeaf = largestLeaf(unknownMask, sums, whole);
         if (plan.largestLeaf <= kLeafLimit && double(plan.largestLeaf) * kLocalBytesSolved <= budget) {
