@@ -136,6 +136,13 @@ RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadS
     requireSameSize(image, "the image", trimap, "the trimap");
     if (settings.bounds.inHigh == settings.bounds.inLow)
         throw std::invalid_argument("the high and low trimap bounds must differ");
+    // Marks that allow no solve fail as the tiles fail on them, before any work
+    // (the library's own matte takes any marks, and its bounds may move them).
+    const bool plainMarks = settings.choice != RouteChoice::LibraryMatte && settings.bounds.inHigh == 255 &&
+                            settings.bounds.inLow == 0;
+    if (plainMarks && (cv::countNonZero(trimap == 255) == 0 || cv::countNonZero(trimap == 0) == 0 ||
+                       trimapUnknownCount(trimap) < 3))
+        throw LibraryFailure("qxKeepCutToAlpha", -5);
 
     // 2. The route.
     double budget = libraryMemoryBudget();

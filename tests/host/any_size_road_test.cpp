@@ -64,10 +64,12 @@ TEST(AnySizeRoute, PlansTheMostAccurateRouteThatFits) {
     EXPECT_EQ(300000, plan.unknown);
     EXPECT_EQ(300000, plan.estimate);
 
-    // 2000 x 1000: too many pixels for a full-size matte, but the tree cuts
-    // the tall band across until its tiles are wide: none holds 500000.
-    plan = qxhost::planRoute(stripTrimap(2000, 1000, 850), auto_, kBudget);
-    EXPECT_EQ(qxhost::Route::Tiles, plan.route);
+    // 2000 x 1000: too many pixels for a full-size matte. The tree would cut
+    // the tall band across until its tiles are wide (none near 500000), but
+    // full-size pieces are taken: every unknown pixel in one piece.
+    const cv::Mat tall = stripTrimap(2000, 1000, 850);
+    plan = qxhost::planRoute(tall, auto_, kBudget);
+    EXPECT_EQ(qxhost::Route::Pieces, plan.route);
     EXPECT_GT(plan.largestLeaf, 0);
     EXPECT_LT(plan.largestLeaf, 150000);
 
@@ -103,6 +105,8 @@ TEST(AnySizeRoute, PlansTheMostAccurateRouteThatFits) {
     qxhost::RoadSettings asked;
     asked.choice = qxhost::RouteChoice::LibraryTiles;
     EXPECT_EQ(qxhost::Route::Tiles, qxhost::planRoute(strip, asked, kBudget).route);
+    asked.choice = qxhost::RouteChoice::Pieces;
+    EXPECT_EQ(qxhost::Route::Pieces, qxhost::planRoute(small, asked, kBudget).route);
     asked.choice = qxhost::RouteChoice::Auto, asked.halfTiles = true;
     EXPECT_EQ(0.5, qxhost::planRoute(strip, asked, kBudget).scale);
     asked.halfTiles = false, asked.bounds.inHigh = 200;
