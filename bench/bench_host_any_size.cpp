@@ -171,7 +171,6 @@ int main(int argc, char** argv) {
         runCase("hair, cut marks on top", photos, cv::Size(3200, 2376), 0.10, {"auto", "half", "tiles"}, true);
     if (mode == "compare" || mode == "all") {
         // The library's two roads where both work, and the road's choice.
-        runCase("fur, small", photos, cv::Size(1100, 800), 0.12, {"auto", "matte", "tiles", "pieces", "half"});
         runCase("fur, wide band", photos, cv::Size(1100, 800), 0.30, {"auto", "matte", "tiles", "pieces", "half"});
         runCase("fur, 1.9 MP", photos, cv::Size(1600, 1200), 0.12, {"auto", "matte", "tiles", "pieces", "half"});
     }
