@@ -7,13 +7,15 @@
 //
 // Roads: "auto" is the road's own choice; "half" the half-size tiles (the
 // tool's --half); "matte" and "tiles" the library's two roads as they are
-// (a failure value is printed as such).
+// (a failure value is printed as such); "pieces" the road's full-size pieces
+// where another route would fit.
 //
 // Photographs: the wallpapers of the Debian package mate-backgrounds
 // (apt-get install mate-backgrounds), else QX_BENCH_PHOTOS=FG.jpg,BG.jpg, else
 // smooth stand-ins (said in the table).
 //
-// Usage: bench_host_any_size [targets|compare|all] (default all). Each road
+// Usage: bench_host_any_size [targets|24mp|one-sided|compare|all] (default all),
+// or bench_host_any_size write DIR W H FRACTION for one case as PNG files. Each road
 // runs in a child process of its own, so peak memory is its own.
 #include <sys/resource.h>
 #include <unistd.h>
@@ -98,6 +100,7 @@ Row runRoad(const qxtest::StrandCase& c, const std::string& road) {
                 if (road == "half") s.halfTiles = true;
                 if (road == "matte") s.choice = qxhost::RouteChoice::LibraryMatte;
                 if (road == "tiles") s.choice = qxhost::RouteChoice::LibraryTiles;
+                if (road == "pieces") s.choice = qxhost::RouteChoice::Pieces;
                 const qxhost::RoadResult result = qxhost::solveAnySize(c.image, c.trimap, s);
                 alpha = result.alpha;
                 if (road == "auto") route = qxhost::routeName(result.plan.route);
@@ -116,9 +119,15 @@ Row runRoad(const qxtest::StrandCase& c, const std::string& road) {
     return row;
 }
 
+// oneSided: the user marked background only in the top tenth of the frame;
+// the rest of the background is unknown, held by keep marks alone.
 void runCase(const char* label, const Photos& photos, cv::Size size, double fraction,
-             const std::vector<std::string>& roads) {
-    const qxtest::StrandCase c = qxtest::makeStrandCase(photos.fg, photos.bg, size, fraction, 1);
+             const std::vector<std::string>& roads, bool oneSided = false) {
+    qxtest::StrandCase c = qxtest::makeStrandCase(photos.fg, photos.bg, size, fraction, 1);
+    if (oneSided) {
+        c.trimap.rowRange(size.height / 10, size.height).setTo(128, c.trimap.rowRange(size.height / 10, size.height) == 0);
+        c.unknown = cv::countNonZero(c.trimap == 128);
+    }
     const double mp = size.area() / 1e6;
     for (const std::string& road : roads) {
         const Row r = runRoad(c, road);
@@ -137,6 +146,15 @@ void runCase(const char* label, const Photos& photos, cv::Size size, double frac
 int main(int argc, char** argv) {
     const std::string mode = argc > 1 ? argv[1] : "all";
     const Photos photos = findPhotos();
+    if (mode == "write" && argc == 6) {
+        // One case as files, to look at or feed to the tool: DIR W H FRACTION.
+        const std::string dir = argv[2];
+        const qxtest::StrandCase c = qxtest::makeStrandCase(
+            photos.fg, photos.bg, cv::Size(std::atoi(argv[3]), std::atoi(argv[4])), std::atof(argv[5]), 1);
+        const bool ok = cv::imwrite(dir + "/image.png", c.image) && cv::imwrite(dir + "/trimap.png", c.trimap) &&
+                        cv::imwrite(dir + "/alpha.png", c.alpha);
+        return ok ? 0 : 1;
+    }
     double load[3] = {0, 0, 0};
     if (getloadavg(load, 3) < 1) load[0] = -1;
     std::printf("photographs: %s; load average %.1f; OMP_NUM_THREADS=%s\n\n", photos.name.c_str(), load[0],
@@ -144,14 +162,17 @@ int main(int argc, char** argv) {
     std::printf("| case                   |    MP | unkn. | road   | route      | wall, s |  CPU, s | peak MB | SAD vs exact |\n");
     std::printf("|------------------------|-------|-------|--------|------------|---------|---------|---------|--------------|\n");
     if (mode == "targets" || mode == "all") {
-        runCase("hair, wide band", photos, cv::Size(3200, 2376), 0.40, {"auto", "half"});
+        runCase("hair, wide band", photos, cv::Size(3200, 2376), 0.40, {"auto", "half", "tiles"});
         runCase("hair, wider band", photos, cv::Size(3200, 2376), 0.49, {"auto", "half"});
-        runCase("hair, narrow band", photos, cv::Size(6000, 4000), 0.10, {"auto", "half"});
     }
+    if (mode == "targets" || mode == "24mp" || mode == "all")
+        runCase("hair, narrow band", photos, cv::Size(6000, 4000), 0.10, {"auto", "half"});
+    if (mode == "one-sided" || mode == "all")
+        runCase("hair, cut marks on top", photos, cv::Size(3200, 2376), 0.10, {"auto", "half", "tiles"}, true);
     if (mode == "compare" || mode == "all") {
         // The library's two roads where both work, and the road's choice.
-        runCase("fur, small", photos, cv::Size(1100, 800), 0.12, {"auto", "matte", "tiles", "half"});
-        runCase("fur, 1.9 MP", photos, cv::Size(1600, 1200), 0.12, {"auto", "matte", "tiles", "half"});
+        runCase("fur, wide band", photos, cv::Size(1100, 800), 0.30, {"auto", "matte", "tiles", "pieces", "half"});
+        runCase("fur, 1.9 MP", photos, cv::Size(1600, 1200), 0.12, {"auto", "matte", "tiles", "pieces", "half"});
     }
     return 0;
 }

@@ -106,7 +106,9 @@ cv::Mat solveRoute(const cv::Mat& image, const cv::Mat& trimap, const cv::Mat& m
 // The plan of the next smaller route after a size or memory failure: a
 // budget a quarter as large gives smaller pieces or a smaller scale.
 bool fallBack(RoutePlan& plan, const cv::Mat& trimap, const RoadSettings& settings, double& budget) {
-    if (settings.choice != RouteChoice::Auto || settings.halfTiles) return false;
+    if (settings.choice == RouteChoice::LibraryMatte || settings.choice == RouteChoice::LibraryTiles ||
+        settings.halfTiles)
+        return false;
     if (plan.route == Route::Reduced && plan.scale < 0.02) return false;
     budget /= 4;
     const RoutePlan smaller = planRoute(trimap, settings, budget);
@@ -134,6 +136,13 @@ RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadS
     requireSameSize(image, "the image", trimap, "the trimap");
     if (settings.bounds.inHigh == settings.bounds.inLow)
         throw std::invalid_argument("the high and low trimap bounds must differ");
+    // Marks that allow no solve fail as the tiles fail on them, before any work
+    // (the library's own matte takes any marks, and its bounds may move them).
+    const bool plainMarks = settings.choice != RouteChoice::LibraryMatte && settings.bounds.inHigh == 255 &&
+                            settings.bounds.inLow == 0;
+    if (plainMarks && (cv::countNonZero(trimap == 255) == 0 || cv::countNonZero(trimap == 0) == 0 ||
+                       trimapUnknownCount(trimap) < 3))
+        throw LibraryFailure("qxKeepCutToAlpha", -5);
 
     // 2. The route.
     double budget = libraryMemoryBudget();
@@ -157,7 +166,9 @@ RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadS
             if (!sizeOrMemory(f)) throw;
             const RoutePlan failed = result.plan;
             if (!fallBack(result.plan, trimap, settings, budget)) {
-                if (settings.choice != RouteChoice::Auto || settings.halfTiles) throw;
+                if (settings.choice == RouteChoice::LibraryMatte || settings.choice == RouteChoice::LibraryTiles ||
+                    settings.halfTiles)
+                    throw;
                 throw LibraryFailure(f.exportName, f.value, whatWouldHelp(failed, budget));
             }
         }

@@ -352,7 +352,7 @@ cv::Mat estimateForeground(const cv::Mat& image, const cv::Mat& alpha,
 // holds more.
 enum class Route {
     Matte,      // qxMaskAlpha over the whole image at full size
-    Tiles,      // qxKeepCutToAlpha's full-size tiles
+    Tiles,      // qxKeepCutToAlpha's full-size tiles (asked for)
     HalfTiles,  // qxKeepCutToAlpha on a half-size copy (asked for)
     Pieces,     // full-size rectangles under the limit, each solved inside a
                 // frame of the alpha around it: pieces solved before it, else
@@ -365,6 +365,7 @@ enum class RouteChoice {
     Auto,          // the most accurate route that fits
     LibraryMatte,  // qxMaskAlpha with the caller's estimate, at the scale it chooses
     LibraryTiles,  // qxKeepCutToAlpha's tiles, however large
+    Pieces,        // full-size pieces whatever else would fit (to compare routes)
 };
 
 struct RoadSettings {
@@ -394,8 +395,8 @@ double libraryMemoryBudget();
 
 // Chooses the route for a trimap (0 cut, 255 keep, anything else unknown)
 // under a budget (libraryMemoryBudget()): a full-size matte when the library
-// takes it so, else full-size tiles when no tile is too large, else
-// full-size pieces, else the smallest reduced scale that fits.
+// takes it so, else full-size pieces, else the smallest reduced scale that
+// fits. The library's own tiles only when asked (measured less accurate).
 RoutePlan planRoute(const cv::Mat& trimap, const RoadSettings& settings, double budget);
 
 struct RoadResult {

@@ -213,7 +213,7 @@ RoutePlan planRoute(const cv::Mat& trimap, const RoadSettings& settings, double 
 
     // 1. The whole system in one full-size solve: the most accurate, when
     // qxMaskAlpha takes it at full size.
-    if (pixels < kFullMattePixels && unknown < kFullMatteUnknown &&
+    if (settings.choice != RouteChoice::Pieces && pixels < kFullMattePixels && unknown < kFullMatteUnknown &&
         unknown * kMatteBytesSolved + pixels * kMatteBytesPixel <= budget) {
         plan.route = Route::Matte;
         plan.estimate = unknown;
@@ -223,22 +223,14 @@ RoutePlan planRoute(const cv::Mat& trimap, const RoadSettings& settings, double 
     // Out-of-range bounds are the matte's own arguments: only it can take them.
     const bool matteOnly = !plainBounds;
 
-    // 2. The library's tiles at full size, when no leaf of its tree passes
-    // the limit (a tile marked on one side only stays whole however many
-    // unknown pixels it holds).
+    // The library's tiles are not taken by themselves: on strand composites
+    // they came out less accurate than full-size pieces, and than half-size
+    // tiles on a 7.6 MP photograph (bench_host_any_size). Their largest tile
+    // is reckoned for the report: over 500000 unknown pixels they would fail.
     const bool bothMarks = MarkSums::at(sums.cut, whole) > 0 && MarkSums::at(sums.keep, whole) > 0;
-    if (!matteOnly && bothMarks) {
-        const cv::Mat unknownMask = (trimap != 0) & (trimap != 255);
-        plan.largestLeaf = largestLeaf(unknownMask, sums, whole);
-        if (plan.largestLeaf <= kLeafLimit && double(plan.largestLeaf) * kLocalBytesSolved <= budget) {
-            plan.route = Route::Tiles;
-            std::snprintf(why, sizeof why, "full-size tiles (largest %lld unknown pixels)", plan.largestLeaf);
-            plan.reason = why;
-            return plan;
-        }
-    }
+    if (bothMarks) plan.largestLeaf = largestLeaf((trimap != 0) & (trimap != 255), sums, whole);
 
-    // 3. Full-size pieces, each under the limit, leaning on a quick coarse
+    // 2. Full-size pieces, each under the limit, leaning on a quick coarse
     // solve and on the pieces solved before them.
     const long long fitUnknown = static_cast<long long>(budget / kLocalBytesSolved * 0.8);
     const long long fitArea = static_cast<long long>(budget / kLocalBytesPixel * 0.8);
@@ -249,14 +241,14 @@ RoutePlan planRoute(const cv::Mat& trimap, const RoadSettings& settings, double 
         plan.route = Route::Pieces;
         const double coarse = std::max(std::sqrt(unknown / double(kCoarseUnknown)), 2.2);
         plan.estimate = estimateForFactor(coarse, pixels, budget);
-        std::snprintf(why, sizeof why, "%zu full-size pieces of at most %lld unknown pixels%s", plan.pieces.size(),
-                      pieceUnknown,
-                      plan.largestLeaf > kLeafLimit ? " (a tile of the library's tree would be too large)" : "");
+        std::snprintf(why, sizeof why, "%zu full-size pieces of at most %lld unknown pixels (%lld in all%s)",
+                      plan.pieces.size(), pieceUnknown, plan.unknown,
+                      plan.largestLeaf > kLeafLimit ? "; a tile of the library's tree would be too large" : "");
         plan.reason = why;
         return plan;
     }
 
-    // 4. One solve at the smallest reduction that holds the system: by the
+    // 3. One solve at the smallest reduction that holds the system: by the
     // count of unknown pixels, and by memory.
     double factor = std::sqrt(unknown / (kLeafLimit * kRingMargin));
     factor = std::max(factor, std::sqrt((unknown * kMatteBytesSolved + pixels * kMatteBytesPixel) / budget));
