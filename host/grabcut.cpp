@@ -133,6 +133,15 @@ cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect re
     const int margin = std::max(8, static_cast<int>(std::lround(0.08 * std::max(rect.width, rect.height))));
     const cv::Rect region(rect.x - margin, rect.y - margin, rect.width + 2 * margin, rect.height + 2 * margin);
     cv::Mat regionPixels = mirroredRegion(pixels, region), regionMarks = mirroredRegion(imageMarks, region);
+    const cv::Rect real = region & whole;
+    if (cv::countNonZero(regionMarks == kMarkCut) == 0) {
+        // A rectangle over the whole image leaves no background to learn
+        // from: the mirrored margin, which holds no real pixel, is taken as
+        // background instead.
+        cv::Mat inImage = regionMarks(real - region.tl()).clone();
+        regionMarks.setTo(kMarkCut);
+        inImage.copyTo(regionMarks(real - region.tl()));
+    }
 
     // The session on a reduced copy: the graph cut runs on its one halving,
     // and the full-size edge is found below.
@@ -166,7 +175,6 @@ cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect re
     // Back to full size, the rectangle only.
     cv::Mat regionSelection;
     cv::resize(workSelection, regionSelection, region.size(), 0, 0, cv::INTER_LINEAR);
-    const cv::Rect real = region & whole;
     cv::Mat selection = cv::Mat::zeros(image.size(), CV_8UC1);
     cv::Mat(regionSelection(real - region.tl()) >= 128).copyTo(selection(real));
     selection.setTo(0, imageMarks == kMarkCut);

@@ -198,7 +198,8 @@ int defaultGrabCutBand(cv::Size image);
 // its longer side (at least 8 pixels), the margin fixed cut so that the first
 // pass builds its colour models from marks; where the margin would leave the
 // image, the region continues as the image's mirror image and no mark, so a
-// rectangle side on the image's edge does not cut what touches that edge. The
+// rectangle side on the image's edge does not cut what touches that edge (a
+// rectangle with no margin in the image at all takes the mirror as cut). The
 // region is reduced to a longer side of at most kGrabCutWorkSide; the
 // selection comes back to full size by linear interpolation and its edge is
 // decided again at full size (refineGrabCutEdge) within a band of about two
