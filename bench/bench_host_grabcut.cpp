@@ -10,7 +10,8 @@
 // The photographs come from the Debian package mate-backgrounds
 // (apt-get install mate-backgrounds, /usr/share/backgrounds/mate/nature);
 // QX_BACKGROUNDS names another folder. QX_SAMPLES names the samples folder.
-// Arguments: "quick" runs 1 MP only, "8mp" the 8 MP rows only.
+// Arguments: "quick" runs 1 MP only, "8mp" the 8 MP rows only; QX_PASSES sets
+// the road's passes (1).
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -113,7 +114,7 @@ void writeView(const Case& c, const cv::Mat& ours, const cv::Mat& full, const st
 Row measure(const Case& c, const std::string& name) {
     Row r;
     Timer t;
-    const cv::Mat selection = qxhost::grabCutSelection(c.image, cv::Mat(), c.rect, 1);
+    const cv::Mat selection = qxhost::grabCutSelection(c.image, cv::Mat(), c.rect, std::getenv("QX_PASSES") ? std::atoi(std::getenv("QX_PASSES")) : 1);
     r.oursWall = t.wallSeconds();
     r.oursCpu = t.cpuUsed();
     r.ours = iou(selection != 0, c.truth);

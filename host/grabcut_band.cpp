@@ -115,7 +115,7 @@ int refineGrabCutEdge(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& loc
         for (int x = 0; x < band.cols; ++x) {
             if (!b[x]) continue;
             n[x] = nodes++;
-            const cv::Vec3b c = bgr.at<cv::Vec3b>(y, x);
+            const cv::Vec3b& c = bgr.at<cv::Vec3b>(y, x);
             for (int k = 0; k < 4; ++k) {
                 const int qx = x + kBackX[k], qy = y + kBackY[k];
                 if (qx < 0 || qy < 0 || qx >= band.cols) continue;
@@ -137,7 +137,7 @@ int refineGrabCutEdge(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& loc
         const int* n = index.ptr<int>(y);
         for (int x = 0; x < band.cols; ++x) {
             if (n[x] < 0) continue;
-            const cv::Vec3b c = bgr.at<cv::Vec3b>(y, x);
+            const cv::Vec3b& c = bgr.at<cv::Vec3b>(y, x);
             const int v = graph.addVtx();
             double toSource = background.cost(c), toSink = foreground.cost(c);
             for (int dy = -1; dy <= 1; ++dy)
