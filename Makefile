@@ -34,18 +34,15 @@ demo: configure
 	$(BUILD)/qxmatte matte samples/astronaut.png samples/astronaut_trimap.png -o $(OUT)/alpha.png \
 	  --preview $(OUT)/preview.png --over 2E7D32 --foreground $(OUT)/foreground.png --cutout $(OUT)/cutout.png
 	$(BUILD)/qxmatte composite $(OUT)/cutout.png samples/coffee.png -o $(OUT)/composite.png
-	@# The whole road without a trimap: keep strokes on the face, suit, strap and dark helmet, cut strokes on
-	@# the flag's edge and the dark table, a rectangle, GrabCut, cut-out, composite.
-	$(BUILD)/qxmatte -q stroke samples/astronaut_trimap.png --from 0,0 --to 511,511 --radius 800 --mode unknown -o $(OUT)/strokes-0.png
-	$(BUILD)/qxmatte -q stroke $(OUT)/strokes-0.png --from 222,60 --to 222,170 --radius 12 --mode keep -o $(OUT)/strokes-1.png
-	$(BUILD)/qxmatte -q stroke $(OUT)/strokes-1.png --from 130,330 --to 330,330 --radius 12 --mode keep -o $(OUT)/strokes-2.png
-	$(BUILD)/qxmatte -q stroke $(OUT)/strokes-2.png --from 330,420 --to 460,440 --radius 12 --mode keep -o $(OUT)/strokes-3.png
-	$(BUILD)/qxmatte -q stroke $(OUT)/strokes-3.png --from 300,485 --to 470,475 --radius 14 --mode keep -o $(OUT)/strokes-4.png
-	$(BUILD)/qxmatte -q stroke $(OUT)/strokes-4.png --from 266,420 --to 266,511 --radius 5 --mode keep -o $(OUT)/strokes-5.png
-	$(BUILD)/qxmatte -q stroke $(OUT)/strokes-5.png --from 14,300 --to 14,511 --radius 3 --mode cut -o $(OUT)/strokes-6.png
-	$(BUILD)/qxmatte -q stroke $(OUT)/strokes-6.png --from 385,290 --to 495,290 --radius 8 --mode cut -o $(OUT)/strokes.png
-	rm -f $(OUT)/strokes-[0-6].png
-	$(BUILD)/qxmatte grabcut samples/astronaut.png --rect 12,8,496,504 --marks $(OUT)/strokes.png --iterations 2 \
+	@# The road without a trimap, from a rectangle alone: GrabCut, cut-out, composite.
+	$(BUILD)/qxmatte grabcut samples/astronaut.png --rect 40,20,440,492 -o $(OUT)/grabcut-rect-trimap.png
+	$(BUILD)/qxmatte cutout samples/astronaut.png $(OUT)/grabcut-rect-trimap.png -o $(OUT)/grabcut-rect-cutout.png
+	@# With marks made from nothing in one command: keep strokes on the face, suit and dark helmet, a cut
+	@# stroke on the dark table; the rectangle runs to the bottom edge, where the body does.
+	$(BUILD)/qxmatte -q stroke --like samples/astronaut.png --radius 10 --stroke keep:222,60,222,170 \
+	  --stroke keep:130,330,330,330 --stroke keep:330,420,460,440 --stroke keep:300,485,470,475 \
+	  --stroke cut:385,290,495,290 -o $(OUT)/strokes.png
+	$(BUILD)/qxmatte grabcut samples/astronaut.png --rect 40,20,440,492 --marks $(OUT)/strokes.png \
 	  -o $(OUT)/grabcut-trimap.png
 	$(BUILD)/qxmatte cutout samples/astronaut.png $(OUT)/grabcut-trimap.png -o $(OUT)/grabcut-cutout.png \
 	  --alpha $(OUT)/grabcut-alpha.png

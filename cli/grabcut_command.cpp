@@ -48,13 +48,13 @@ Command addGrabcut(CLI::App& app) {
     auto c = std::make_shared<Options>();
     CLI::App* sub = app.add_subcommand("grabcut", "Make a trimap from a rectangle around the object (GrabCut)");
     sub->footer(
-        "Outside the rectangle is cut. The segmentation runs on a copy of the rectangle halved until its longer\n"
-        "side is about 100 to 400 pixels, and a frame of 5 pixels of that copy (1 to 5% of the rectangle's\n"
-        "longer side) is always background: leave a margin around the object. The rectangle needs a longer side\n"
-        "of at least 101 pixels and a shorter side of at least 11, 21, 41 or 81 pixels for a longer side up to\n"
-        "200, 799, 1599 or beyond. One session takes a longer side up to 3199 pixels; a longer one is first reduced to 3199 pixels (area averaging), and\n"
-        "the selection comes back to full size by linear interpolation, cut at half; the band and the marks are\n"
-        "then made at full size. The trimap (0 background, 128 unknown, 255 foreground) goes to `qxmatte matte`.");
+        "Outside the rectangle is cut. The session runs on the rectangle with a margin of 8% of its longer side\n"
+        "that is fixed cut (a side on the image's edge continues as the image's mirror image instead, so an\n"
+        "object touching that edge keeps it), reduced to a longer side of 400 pixels; the selection's edge is\n"
+        "then decided again at full size. The rectangle needs a longer side of at least 101 pixels and a shorter\n"
+        "side of about a tenth of that. Marks (--marks) are 0 or 1 cut, 255 keep, anything else no mark; make\n"
+        "them with `qxmatte stroke --like IMAGE --stroke keep:X1,Y1,X2,Y2 ...`. The trimap (0 background, 128\n"
+        "unknown, 255 foreground) goes to `qxmatte matte` or `qxmatte cutout`.");
     sub->add_option("IMAGE", c->image, "Colour image")->required();
     sub->add_option("-o,--output", c->output, "Output trimap (8-bit grey)")->required();
     sub->add_option("--rect", c->rect, "Rectangle around the object X,Y,W,H")

@@ -1,6 +1,7 @@
-// GrabCut from Selection: the selection's bounding box (or the selection
-// itself as the first guess) through one GrabCut session of the library, and
-// the result as the new selection or as a trimap channel.
+// GrabCut from Selection: the selection's bounding box through the host's
+// GrabCut road (or the selection itself as the first guess through one
+// session of the library), and the result as the new selection or as a
+// trimap channel.
 #include <algorithm>
 
 #include "plugin.h"
@@ -101,19 +102,9 @@ cv::Mat startMarks(gint32 image, const LayerArea& area, const GrabCutParams& p) 
     return marks;
 }
 
-}  // namespace
-
-gint32 runGrabCut(gint32 image, gint32 drawable, const GrabCutParams& p) {
-    const LayerArea area = checkedLayer(image, drawable, kTitle);
-    if (p.marksFrom != kGrabFromBox && p.marksFrom != kGrabFromSelection)
-        throw UserError("GrabCut from Selection: marks must be 0 (the selection's box) or 1 (the selection), not " +
-                        std::to_string(p.marksFrom) + ".");
-    if (p.output != kOutputSelection && p.output != kOutputTrimap)
-        throw UserError("GrabCut from Selection: output must be 0 (selection) or 1 (trimap channel), not " +
-                        std::to_string(p.output) + ".");
-    if (p.bandWidth < 0 || p.bandWidth > 400)
-        throw UserError("GrabCut from Selection: the band width must be from 0 to 400 pixels, not " +
-                        std::to_string(p.bandWidth) + ".");
+// The selection itself as the first guess: one session of the library over
+// the selection's box and a margin.
+cv::Mat selectionRoad(gint32 image, const LayerArea& area, const GrabCutParams& p) {
     const Rect region = workingRegion(image, area);
     cv::Mat marks = startMarks(image, area, p);
     cv::Mat aux = marks.clone();
@@ -146,6 +137,53 @@ gint32 runGrabCut(gint32 image, gint32 drawable, const GrabCutParams& p) {
     cv::Mat values(marks.size(), CV_8UC1, cv::Scalar(128));
     values.setTo(255, marks >= 0xFE);
     values.setTo(0, marks <= 0x01);
+    return values;
+}
+
+// The selection's box alone: the host's GrabCut road (a fixed-cut margin
+// around the box, the edge decided again at full size), selection or trimap
+// (0, 128, 255) over the layer.
+cv::Mat boxRoad(gint32 image, const LayerArea& area, const GrabCutParams& p) {
+    workingRegion(image, area);  // the same refusals as the other road
+    gboolean nonEmpty = FALSE;
+    gint x1, y1, x2, y2;
+    gimp_selection_bounds(image, &nonEmpty, &x1, &y1, &x2, &y2);
+    const cv::Rect box = cv::Rect(x1 - area.x, y1 - area.y, x2 - x1, y2 - y1) & cv::Rect(0, 0, area.width, area.height);
+    const cv::Mat pixels = readLayerPixels(area);
+    ProgressSpan span{0.0, 1.0};
+    gimp_progress_init("GrabCut: segmenting the selection's box");
+    const qxhost::Progress progress{progressToGimp, &span};
+    try {
+        if (p.output == kOutputTrimap) {
+            qxhost::GrabCutSettings settings;
+            settings.bandWidth = p.bandWidth;
+            return qxhost::grabCutTrimap(pixels, cv::Mat(), box, settings, progress);
+        }
+        return qxhost::grabCutSelection(pixels, cv::Mat(), box, 1, progress);
+    } catch (const std::invalid_argument& e) {
+        throw UserError(std::string("GrabCut from Selection: ") + e.what() + ".");
+    }
+}
+
+}  // namespace
+
+gint32 runGrabCut(gint32 image, gint32 drawable, const GrabCutParams& p) {
+    const LayerArea area = checkedLayer(image, drawable, kTitle);
+    if (p.marksFrom != kGrabFromBox && p.marksFrom != kGrabFromSelection)
+        throw UserError("GrabCut from Selection: marks must be 0 (the selection's box) or 1 (the selection), not " +
+                        std::to_string(p.marksFrom) + ".");
+    if (p.output != kOutputSelection && p.output != kOutputTrimap)
+        throw UserError("GrabCut from Selection: output must be 0 (selection) or 1 (trimap channel), not " +
+                        std::to_string(p.output) + ".");
+    if (p.bandWidth < 0 || p.bandWidth > 400)
+        throw UserError("GrabCut from Selection: the band width must be from 0 to 400 pixels, not " +
+                        std::to_string(p.bandWidth) + ".");
+    cv::Mat values;
+    if (p.marksFrom == kGrabFromBox) {
+        values = boxRoad(image, area, p);
+    } else {
+        values = selectionRoad(image, area, p);
+    }
     if (cv::countNonZero(values == 255) == 0)
         throw UserError("GrabCut from Selection found no object in the selection's box; nothing was changed. Try "
                         "a tighter box, or select the object roughly and choose marks from the selection.");

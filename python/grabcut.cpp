@@ -1,4 +1,4 @@
-// qxmatte.GrabCut and qxmatte.grabcut: a GrabCut session over a copy of the
+// qxmatte.GrabCut and qxmatte.grabcut: the host's GrabCut road over a copy of the
 // image (qxGrabCut, qxGrabCutEdgeGen, qxGrabCutDeleteBuf), strokes in,
 // selection and trimap out.
 #include "grabcut.h"
@@ -139,54 +139,64 @@ void GrabCut::stroke(const py::object& start, const py::object& end, int radius,
     if (rc == kClosed) closedError();
 }
 
+namespace {
+
+// The strokes as marks of the host's road: fixed cut 0, fixed keep 255,
+// anything else no mark.
+cv::Mat strokeMarks(std::vector<unsigned char>& mask, int width, int height) {
+    return qxhost::trimapFromMarks(cv::Mat(height, width, CV_8UC1, mask.data()));
+}
+
+}  // namespace
+
+// Each run is the host's GrabCut road from the rectangle and the strokes so
+// far, so a session and grabcut() with the same marks agree.
 py::array_t<unsigned char> GrabCut::run(int iterations) {
     if (iterations < 1) throw py::value_error("iterations must be 1 or more, got " + std::to_string(iterations));
-    for (int i = 0; i < iterations; ++i) {
-        int rc = callExport("qxGrabCut", py::none(), [&] {
-            if (closed) return kClosed;
-            return qxGrabCut(&job, 0);
-        });
-        if (rc == kClosed) closedError();
-        if (rc == -2)
-            throw py::value_error("GrabCut cannot work on this rectangle: its reduced copy would be 10 pixels or "
-                                  "less on a side");
-        if (rc != 1) raiseExportFailure("qxGrabCut", rc);
-        ++passes;
-    }
+    cv::Mat result;
+    int rc = callExport("qxGrabCut", py::none(), [&] {
+        if (closed) return kClosed;
+        const cv::Mat image(height, width, CV_8UC4, pixels.data());
+        const cv::Rect r(userRect[0], userRect[1], userRect[2], userRect[3]);
+        result = qxhost::grabCutSelection(image, strokeMarks(mask, width, height), r, iterations,
+                                          {progressTrampoline, &progressSink});
+        return 1;
+    });
+    if (rc == kClosed) closedError();
+    selected.assign(result.datastart, result.dataend);
+    lastIterations = iterations;
+    passes += iterations;
     return selection();
 }
 
 py::array_t<unsigned char> GrabCut::selection() const {
     py::array_t<unsigned char> out = newMask(height, width);
     unsigned char* o = out.mutable_data();
-    for (std::size_t i = 0; i < mask.size(); ++i) o[i] = mask[i] >= 0xFE ? 255 : mask[i] & 0xFE;
+    for (std::size_t i = 0; i < mask.size(); ++i) o[i] = selected.empty() ? 0 : selected[i];
     return out;
 }
 
 py::array_t<unsigned char> GrabCut::trimap(const py::object& band) {
-    int bandWidth = 0;
+    qxhost::GrabCutSettings settings;
     if (band.is_none()) {
-        bandWidth = qxhost::defaultGrabCutBand(cv::Size(width, height));
+        settings.bandWidth = qxhost::defaultGrabCutBand(cv::Size(width, height));
     } else {
-        bandWidth = py::cast<int>(band);
-        if (bandWidth < 0) throw py::value_error("band must be 0 or more pixels, got " + std::to_string(bandWidth));
+        settings.bandWidth = py::cast<int>(band);
+        if (settings.bandWidth < 0)
+            throw py::value_error("band must be 0 or more pixels, got " + std::to_string(settings.bandWidth));
     }
     if (passes == 0) run(1);
-    // The band and the final fixing run on copies of the planes, without the
-    // session, which stays open for more strokes.
-    std::vector<unsigned char> m = mask, a = aux;
-    QxJob copy = job;
-    copy.maskPixels = m.data();
-    copy.auxPixels = a.data();
-    copy.grabCutSession = nullptr;
+    settings.iterations = lastIterations;
+    cv::Mat trimap;
     int rc = callExport("qxGrabCutEdgeGen", py::none(), [&] {
         if (closed) return kClosed;
-        qxGrabCutEdgeGen(&copy, bandWidth);
-        qxGrabCutDeleteBuf(&copy);
+        const cv::Mat image(height, width, CV_8UC4, pixels.data());
+        const cv::Rect r(userRect[0], userRect[1], userRect[2], userRect[3]);
+        trimap = qxhost::grabCutTrimap(image, strokeMarks(mask, width, height), r, settings);
         return 1;
     });
     if (rc == kClosed) closedError();
-    return maskArray(qxhost::trimapFromMarks(cv::Mat(height, width, CV_8UC1, m.data())));
+    return maskArray(trimap);
 }
 
 void GrabCut::close() {

@@ -15,6 +15,8 @@ namespace qxpy {
 struct GrabCut {
     int width = 0, height = 0;
     int passes = 0;
+    int lastIterations = 1;              // of the last run(): trimap() takes the same road
+    std::vector<unsigned char> selected;  // the last run's selection, 255 or 0
     bool closed = false;  // changed only under exportLock
     std::vector<unsigned char> pixels, mask, aux;
     std::array<int, 4> userRect{};  // the rectangle around the object

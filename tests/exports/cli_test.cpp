@@ -81,6 +81,17 @@ TEST_F(Cli, StrokeThenBox) {
     EXPECT_EQ(101, cv::countNonZero(read("s.png")));
     EXPECT_EQ(0, run("bbox " + file("s.png")));
     EXPECT_EQ("x=38 y=38 width=125 height=25 keep=0 cut=3024\n", output);
+    // From no mark at an image's size, several strokes in order: a keep
+    // polyline (two lines of 101 and 51 pixels sharing one) and a cut of 10
+    // over its end.
+    const std::string image = write("img.png", cv::Mat(100, 200, CV_8UC3, cv::Scalar::all(90)));
+    ASSERT_EQ(0, run("stroke --like " + image + " --radius 0 --stroke keep:50,50,150,50,150,0 --stroke cut:150,0,150,9 -o " +
+                     file("n.png"))) << output;
+    const cv::Mat n = read("n.png");
+    EXPECT_EQ(cv::Vec3i(141, 10, 200 * 100 - 151), cv::Vec3i(cv::countNonZero(n == 255), cv::countNonZero(n == 1),
+                                                              cv::countNonZero(n == 128)));
+    EXPECT_NE(0, run("stroke --like " + image + " -o " + file("n.png")));
+    EXPECT_NE(0, run("stroke --like " + image + " --stroke keep:1,2,3 -o " + file("n.png")));
     cv::Mat deep(200, 200, CV_16UC1, cv::Scalar(0));
     deep.at<uint16_t>(100, 100) = 30000;
     run("bbox " + write("deep.png", deep));

@@ -2,7 +2,10 @@
 // sentences for failure values, keep/cut to alpha and the GrabCut size rule.
 #include <gtest/gtest.h>
 
+#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+
+#include <cstdlib>
 
 #include "qxhost.h"
 
@@ -226,6 +229,78 @@ TEST(HostGrabCut, SizeRuleAndRefusals) {
     cv::Mat cutout(2, 2, CV_8UC4), three(2, 2, CV_8UC3);
     EXPECT_THROW(qxhost::desaturateCutout(cutout, 1.5f), std::invalid_argument);
     EXPECT_THROW(qxhost::desaturateCutout(three, 0.5f), std::invalid_argument);
+}
+
+}  // namespace
+
+namespace {
+
+// The rectangle road on the astronaut: the figure is selected, the flag and
+// the shuttle are not; a rectangle on the bottom edge keeps the body down to
+// that edge (the coarse level's frame falls beyond the image); equal
+// arguments give equal selections.
+TEST(HostGrabCut, RectangleAloneSelectsTheFigure) {
+    const std::string samples = std::getenv("QX_SAMPLES") ? std::getenv("QX_SAMPLES") : "samples";
+    const cv::Mat image = cv::imread(samples + "/astronaut.png");
+    const cv::Mat trimap = cv::imread(samples + "/astronaut_trimap.png", cv::IMREAD_GRAYSCALE);
+    ASSERT_FALSE(image.empty() || trimap.empty()) << "QX_SAMPLES must name the samples folder";
+    const cv::Mat truth = trimap >= 128;
+    auto iou = [&](const cv::Mat& s) { return double(cv::countNonZero(s & truth)) / cv::countNonZero(s | truth); };
+
+    const cv::Mat inside = qxhost::grabCutSelection(image, cv::Mat(), cv::Rect(40, 20, 440, 490));
+    const cv::Mat onEdge = qxhost::grabCutSelection(image, cv::Mat(), cv::Rect(40, 20, 440, 492));
+    for (const cv::Mat& s : {inside, onEdge}) {
+        EXPECT_GT(iou(s), 0.6);
+        // Face and suit in; flag, shuttle and everything outside the rectangle out.
+        EXPECT_EQ(cv::Vec4b(255, 255, 0, 0), cv::Vec4b(s.at<uchar>(120, 222), s.at<uchar>(330, 230),
+                                                       s.at<uchar>(100, 60), s.at<uchar>(100, 450)));
+        EXPECT_EQ(0, cv::countNonZero(s.colRange(0, 40)));
+    }
+    // The body reaches the bottom row only when the rectangle does.
+    EXPECT_GT(cv::countNonZero(onEdge.row(511).colRange(60, 260)), 160);
+    EXPECT_EQ(0, cv::countNonZero(inside.row(511)));
+    EXPECT_EQ(0, cv::norm(onEdge, qxhost::grabCutSelection(image, cv::Mat(), cv::Rect(40, 20, 440, 492)),
+                          cv::NORM_INF));
+
+    // The trimap: a band where the selection changes side, fixed marks kept.
+    cv::Mat marks(image.size(), CV_8UC1, cv::Scalar(128));
+    cv::circle(marks, cv::Point(100, 100), 5, cv::Scalar(255), -1);  // the flag, forced in
+    qxhost::GrabCutSettings settings;
+    settings.bandWidth = 6;
+    const cv::Mat t = qxhost::grabCutTrimap(image, marks, cv::Rect(40, 20, 440, 490), settings);
+    EXPECT_EQ(cv::Vec3b(255, 255, 0), cv::Vec3b(t.at<uchar>(100, 100), t.at<uchar>(120, 222), t.at<uchar>(10, 10)));
+    EXPECT_GT(cv::countNonZero(t == 128), 1000);
+}
+
+// The full-size edge: two flat colours split at x = 40 with a little noise,
+// a selection 4 pixels off the edge comes back to it exactly; a locked column
+// keeps its side and models of one side only change nothing.
+TEST(HostGrabCut, EdgeRefinementFindsTheColourEdge) {
+    cv::Mat bgr(60, 80, CV_8UC3, cv::Scalar(40, 160, 60));
+    bgr.colRange(40, 80).setTo(cv::Scalar(200, 60, 190));
+    cv::Mat noise(bgr.size(), CV_8UC3);
+    cv::theRNG().state = 7;
+    cv::randu(noise, 0, 12);
+    bgr += noise;
+    cv::Mat states(bgr.size(), CV_8UC1, cv::Scalar(cv::GC_PR_BGD));
+    states.colRange(40, 80).setTo(cv::GC_PR_FGD);
+    const qxhost::GrabCutModels models = qxhost::grabCutModels(bgr, states);
+    cv::Mat selection = cv::Mat::zeros(bgr.size(), CV_8UC1);
+    selection.colRange(44, 80).setTo(255);
+    cv::Mat locked = cv::Mat::zeros(bgr.size(), CV_8UC1);
+    locked.col(41).setTo(1);
+    EXPECT_GT(qxhost::refineGrabCutEdge(bgr, selection, locked, models, 6), 0);
+    cv::Mat want = cv::Mat::zeros(bgr.size(), CV_8UC1);
+    want.colRange(40, 80).setTo(255);
+    want.col(41).setTo(0);
+    EXPECT_EQ(0, cv::norm(selection, want, cv::NORM_INF));
+
+    cv::Mat oneSide(bgr.size(), CV_8UC1, cv::Scalar(cv::GC_PR_FGD));
+    const qxhost::GrabCutModels none = qxhost::grabCutModels(bgr, oneSide);
+    EXPECT_TRUE(none.background.empty());
+    const cv::Mat before = selection.clone();
+    EXPECT_EQ(0, qxhost::refineGrabCutEdge(bgr, selection, locked, none, 6));
+    EXPECT_EQ(0, cv::norm(selection, before, cv::NORM_INF));
 }
 
 }  // namespace
