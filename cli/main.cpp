@@ -67,7 +67,7 @@ int run(int argc, char** argv) {
         return fail(kExitLibrary, e.code == cv::Error::StsNoMem ? "out of memory" : e.what());
     } catch (const std::exception& e) {
         // An export that lets failures pass (or OpenCV) ended the command.
-        return fail(kExitLibrary, e.what());
+        return fail(kExitLibrary, qxhost::isOutOfMemory(e) ? "out of memory" : e.what());
     }
     return kExitUsage;
 }

@@ -1,6 +1,11 @@
 // The value each export returns, told in words: success, and every failure
 // value the exports document.
+#include <opencv2/core.hpp>
+
+#include <cerrno>
 #include <cstring>
+#include <new>
+#include <system_error>
 
 #include "qxhost.h"
 
@@ -161,6 +166,17 @@ LibraryFailure::LibraryFailure(const std::string& name, int returned, const std:
 
 void checkReturn(const std::string& exportName, int value) {
     if (value != successValue(exportName)) throw LibraryFailure(exportName, value);
+}
+
+bool isOutOfMemory(const std::exception& e) {
+    if (dynamic_cast<const std::bad_alloc*>(&e)) return true;
+    if (const auto* cvError = dynamic_cast<const cv::Exception*>(&e)) return cvError->code == cv::Error::StsNoMem;
+    if (const auto* systemError = dynamic_cast<const std::system_error*>(&e))
+        return systemError->code() == std::errc::resource_unavailable_try_again ||
+               systemError->code() == std::errc::not_enough_memory;
+    // OpenCV's thread pool reports a thread it could not start as a plain
+    // runtime_error with this text.
+    return std::strncmp(e.what(), "pthread_create has failed", 25) == 0;
 }
 
 }  // namespace qxhost

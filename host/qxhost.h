@@ -174,6 +174,13 @@ struct LibraryFailure : std::runtime_error {
 // Throws LibraryFailure unless value is the export's success value.
 void checkReturn(const std::string& exportName, int value);
 
+// Whether an exception means the process ran out of memory or address space
+// outside the library's own failure values: a failed allocation, OpenCV's
+// insufficient memory, or a worker thread that could not be started (OpenCV's
+// thread pool under an address-space limit). Hosts report these as "out of
+// memory".
+bool isOutOfMemory(const std::exception& e);
+
 // ---- calls of the exports (library_calls.cpp) -------------------------------
 
 struct Progress {

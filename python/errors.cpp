@@ -6,6 +6,8 @@
 
 #include <new>
 
+#include "qxhost.h"
+
 namespace qxpy {
 
 namespace {
@@ -18,6 +20,19 @@ void setOutOfMemory(const std::string& sentence) {
     error.attr("code") = -1;
     error.attr("function") = py::none();
     PyErr_SetObject(outOfMemoryType, error.ptr());
+}
+
+// Whether a failure value means that memory ran out: the allocation codes,
+// and -1 from the exports that return codes unbiased (for qxKeepCutToAlpha
+// -1 may also mean a tile too large; its sentence says both).
+bool outOfMemory(const std::string& exportName, int value) {
+    const bool biased = exportName == "qxMaskAlpha" || exportName == "qxGrabCut";
+    const int code = biased && value < -800 ? value + 1000 : value;
+    switch (code) {
+        case 102: case 112: case 113: case 125: case 130: return true;
+        case -1: return !biased || exportName == "qxGrabCut";
+        default: return false;
+    }
 }
 
 }  // namespace
@@ -43,6 +58,10 @@ void addErrors(py::module_& m) {
         } catch (const cv::Exception& e) {
             if (e.code != cv::Error::StsNoMem) throw;
             setOutOfMemory("out of memory: " + e.err);
+        } catch (const std::exception& e) {
+            // A worker thread that could not start is memory too.
+            if (!qxhost::isOutOfMemory(e)) throw;
+            setOutOfMemory(std::string("out of memory: ") + e.what());
         }
     });
 }
@@ -55,29 +74,6 @@ void raiseFailure(const char* exportName, int value, bool outOfMemory, const std
     PyErr_SetObject(type.ptr(), error.ptr());
     throw py::error_already_set();
 }
-
-}  // namespace qxpy
-
-#include "qxhost.h"
-
-namespace qxpy {
-
-namespace {
-
-// Whether a failure value means that memory ran out: the allocation codes,
-// and -1 from the exports that return codes unbiased (for qxKeepCutToAlpha
-// -1 may also mean a tile too large; its sentence says both).
-bool outOfMemory(const std::string& exportName, int value) {
-    const bool biased = exportName == "qxMaskAlpha" || exportName == "qxGrabCut";
-    const int code = biased && value < -800 ? value + 1000 : value;
-    switch (code) {
-        case 102: case 112: case 113: case 125: case 130: return true;
-        case -1: return !biased || exportName == "qxGrabCut";
-        default: return false;
-    }
-}
-
-}  // namespace
 
 void raiseExportFailure(const char* exportName, int value) {
     raiseFailure(exportName, value, outOfMemory(exportName, value), qxhost::describeFailure(exportName, value));
