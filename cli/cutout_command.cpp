@@ -16,7 +16,7 @@ namespace qxcli {
 namespace {
 
 struct Options {
-    std::string image, marks, output, alpha, colours = "full", edit, only, previous;
+    std::string image, marks, output, alpha, colours = "full", edit, only, previous, method = "accurate";
     bool half = false, noColours = false, verbose = false;
     int border = 8;
 };
@@ -69,6 +69,7 @@ int run(const Options& c, Context& context) {
         // The whole image by the road: the route that fits, at full size unless --half.
         qxhost::RoadSettings road;
         road.halfTiles = c.half;
+        road.method = qxhost::parseMatteMethod(c.method);
         road.colours = settings.designColours;
         road.colourMethod = qxhost::ColourMethod::Cell;  // the library's own recovery
         trimap.setTo(0, trimap == 1);  // the brushes' cut
@@ -124,6 +125,11 @@ Command addCutout(CLI::App& app) {
     sub->add_flag("-v,--verbose", c->verbose, "Say on stderr which route solved the alpha and why");
     sub->add_flag("--no-colours", c->noColours, "Keep the image's own colours instead of recovering them");
     addColoursOption(sub, c->colours);
+    sub->add_option("--method", c->method,
+                    "accurate: colour sampling fixes the pixels it is sure of before the library's solve (more "
+                    "accurate on hair and enclosed holes); design: the library's solve alone (always for --edit)")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"accurate", "design"}));
     sub->add_option("--edit", c->edit, "Re-solve only this rectangle X,Y,W,H of the --previous cut-out");
     sub->add_option("--border", c->border, "Pixels of the old alpha around an edit that hold it in place")
         ->capture_default_str()

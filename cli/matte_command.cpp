@@ -10,7 +10,8 @@ namespace qxcli {
 namespace {
 
 struct Options {
-    std::string image, trimap, output, preview, over = "FFFFFF", foreground, cutout, colours = "full";
+    std::string image, trimap, output, preview, over = "FFFFFF", foreground, cutout, colours = "full",
+        method = "accurate";
     qxhost::MatteBounds bounds;
     double unknown = -1;  // negative: count the trimap's unknown pixels (and choose the route)
     bool verbose = false;
@@ -30,6 +31,7 @@ int run(const Options& c, Context& context) {
     beginProgress(context.bar, "matte");
     qxhost::RoadSettings road;
     road.bounds = c.bounds;
+    road.method = qxhost::parseMatteMethod(c.method);
     if (c.unknown >= 0) road.choice = qxhost::RouteChoice::LibraryMatte, road.unknownEstimate = c.unknown;
     const qxhost::RoadResult solved = qxhost::solveAnySize(image, trimap, road, progressOf(context.bar));
     const cv::Mat& alpha = solved.alpha;
@@ -69,6 +71,12 @@ Command addMatte(CLI::App& app) {
     sub->add_option("--foreground", c->foreground, "Write the recovered foreground colours");
     sub->add_option("--cutout", c->cutout, "Write an RGBA cut-out: recovered colours and the alpha");
     addColoursOption(sub, c->colours);
+    sub->add_option("--method", c->method,
+                    "accurate: colour sampling fixes the pixels it is sure of before the library's solve (more "
+                    "accurate on hair and enclosed holes); design: the library's solve alone (also whenever a "
+                    "stretch bound is given)")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"accurate", "design"}));
     return {sub, [c](Context& context) { return run(*c, context); }};
 }
 

@@ -149,8 +149,19 @@ RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadS
     RoadResult result;
     result.plan = planRoute(trimap, settings, budget);
 
-    // 3. The marks of the solve.
-    const cv::Mat marks = prepareMarks(trimap);
+    // 3. The marks of the solve. Colour sampling fixes the unknown pixels it
+    // is sure are background or foreground (enclosed holes included), so the
+    // solve has fewer unknowns; stretch bounds, which give the trimap's values
+    // other meanings, keep the designed solve.
+    cv::Mat marks = prepareMarks(trimap);
+    cv::Mat solveTrimap = trimap;
+    const MatteBounds plain;
+    const bool plainBounds = settings.bounds.inHigh == plain.inHigh && settings.bounds.inLow == plain.inLow &&
+                             settings.bounds.outHigh == plain.outHigh && settings.bounds.outLow == plain.outLow;
+    if (settings.method == MatteMethod::Accurate && plainBounds) {
+        marks = prepareAccurateMarks(image, marks).marks;
+        solveTrimap = trimapFromMarks(marks);
+    }
 
     // 4. The solve, with a smaller route as a second line when the library
     // still finds the system or its memory too large.
@@ -160,7 +171,7 @@ RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadS
         staged.stage = 0;
         staged.stages = result.plan.route == Route::Pieces ? 1 + static_cast<int>(result.plan.pieces.size()) : 1;
         try {
-            result.alpha = solveRoute(image, trimap, marks, result.plan, settings, staged);
+            result.alpha = solveRoute(image, solveTrimap, marks, result.plan, settings, staged);
             break;
         } catch (const LibraryFailure& f) {
             if (!sizeOrMemory(f)) throw;

@@ -360,6 +360,76 @@ LevelShow parseLevelShow(const std::string& name);
 // 255, 1 or less: no levelling. Result CV_8UC3 in the library's order.
 cv::Mat levelPreview(const cv::Mat& image, int target, LevelShow show);
 
+// ---- accurate matting (colour_sampling.cpp, accurate_matte.cpp) -------------
+
+struct SamplingParams {
+    int rays = 16;                  // directions searched from each unknown pixel
+    int maxDistance = 400;          // longest ray, pixels
+    float distanceWeight = 0.05f;   // cost, in levels, of a pixel of ray length
+    int gatherRadius = 2;           // neighbours whose pairs each pixel tries
+    float distortionScale = 6.0f;   // colour misfit (levels) at which confidence falls to 1/e
+    float separationScale = 60.0f;  // foreground-background distance (levels) for full confidence
+};
+
+// Per pixel of a trimap (0 background, 255 foreground, else unknown): alpha
+// (CV_8UC1, the trimap's 0 and 255 copied) and confidence (CV_32FC1, 0 to 1;
+// 1 on known pixels, 0 where no foreground or background colour was found).
+struct SampledAlpha {
+    cv::Mat alpha, confidence;
+};
+
+// For each unknown pixel, foreground and background colours are found along
+// rays to the known pixels; the pair that best explains the pixel's colour
+// gives its alpha, and how well it does (and how distinct the two colours are)
+// gives the confidence. image: 3 or 4 channels, bytes 0..2 colour.
+SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const SamplingParams& params = SamplingParams());
+
+// Which road a matte takes.
+enum class MatteMethod {
+    Accurate,  // colour sampling around the library's solve (below); the default
+    Design,    // the library's solve alone
+};
+// "accurate", "design" (throws std::invalid_argument for anything else).
+MatteMethod parseMatteMethod(const std::string& name);
+
+struct AccurateParams {
+    SamplingParams sampling;
+    float confident = 0.6f;  // sampled pixels above this confidence may become fixed marks
+    int certainLevels = 8;   // ... when their alpha is within this of 0 or 255
+};
+
+// Marks (library coding) readied for the solve, and the sampling behind them.
+struct AccurateMarks {
+    cv::Mat marks;
+    SampledAlpha sampled;
+};
+
+// Samples the free pixels of marks (even values; odd ones are fixed) and
+// turns those sampled with confidence above params.confident and an alpha
+// within params.certainLevels of 0 or 255 into fixed cut or keep. Other marks
+// stay as they are; all of them do when fewer than 3 pixels would stay free.
+AccurateMarks prepareAccurateMarks(const cv::Mat& image, const cv::Mat& marks,
+                                   const AccurateParams& params = AccurateParams());
+
+// The solved alpha with the pixels marks holds fixed as marked: fixed cut 0,
+// fixed keep 255, other fixed (odd) marks their value, whatever the solve
+// made of them.
+cv::Mat finishAccurateAlpha(const cv::Mat& solved, const cv::Mat& marks);
+
+// The default matte from a trimap (0 background, 255 foreground, else
+// unknown): prepareAccurateMarks, qxMaskAlpha on what is left unknown,
+// finishAccurateAlpha. The trimap's 0 and
+// 255 pixels come back unchanged. Throws as solveAlpha.
+cv::Mat accurateAlpha(const cv::Mat& image, const cv::Mat& trimap, const AccurateParams& params = AccurateParams(),
+                      Progress progress = Progress());
+
+// The same around keepCutToAlpha (any size, solved in tiles), for a whole
+// image (no edit): marks in the library's coding, colours as keepCutToAlpha
+// gives them.
+cv::Mat accurateKeepCutToAlpha(const cv::Mat& image, const cv::Mat& marks, const CutoutSettings& settings,
+                               const AccurateParams& params = AccurateParams(), Progress progress = Progress(),
+                               cv::Mat* colours = nullptr);
+
 // ---- full-resolution foreground estimate (foreground_estimate.cpp) ----------
 
 struct ForegroundParams {
@@ -416,6 +486,10 @@ struct RoadSettings {
     double unknownEstimate = -1;   // LibraryMatte only; negative: the trimap's count
     bool colours = false;          // also recover foreground colours
     ColourMethod colourMethod = ColourMethod::FullResolution;
+    // Accurate: colour sampling fixes the pixels it is sure of before the
+    // solve (prepareAccurateMarks), unless other bounds are given. Design:
+    // the library's solve alone.
+    MatteMethod method = MatteMethod::Accurate;
 };
 
 // The route chosen and why, before the work.

@@ -1,0 +1,71 @@
+// The hosts' default matte: colour sampling first, then the library's
+// Laplacian solve for what sampling cannot settle.
+//
+// Sampling (sampleAlpha) gives each unknown pixel an alpha and a confidence.
+// Confident pixels whose alpha is all but 0 or 255 become fixed marks before
+// the solve, which shrinks the system (the solve gets faster) and pins
+// enclosed background holes that no mark reaches; the Laplacian then fills in
+// the soft pixels between them. (Blending the sampled alpha of soft pixels
+// into the solved one by the confidence measured worse than the solve alone.)
+// Pixels marked fixed come back exactly as marked.
+#include <opencv2/imgproc.hpp>
+
+#include "argument_checks.h"
+#include "qxhost.h"
+
+namespace qxhost {
+
+namespace {
+constexpr int kMinFreePixels = 3;  // the fewest unknown pixels qxKeepCutToAlpha solves
+}  // namespace
+
+MatteMethod parseMatteMethod(const std::string& name) {
+    if (name == "accurate") return MatteMethod::Accurate;
+    if (name == "design") return MatteMethod::Design;
+    throw std::invalid_argument("matte method '" + name + "' is not one of accurate, design");
+}
+
+AccurateMarks prepareAccurateMarks(const cv::Mat& image, const cv::Mat& marks, const AccurateParams& params) {
+    requireDepth8(image, "the image", (1u << 3) | (1u << 4));
+    requireDepth8(marks, "the marks", 1u << 1);
+    requireSameSize(image, "the image", marks, "the marks");
+    AccurateMarks out;
+    out.sampled = sampleAlpha(image, trimapFromMarks(marks), params.sampling);
+    const cv::Mat free = (marks & 1) == 0;
+    const cv::Mat sure = free & (out.sampled.confidence > params.confident);
+    out.marks = marks.clone();
+    out.marks.setTo(kMarkCut, sure & (out.sampled.alpha <= params.certainLevels));
+    out.marks.setTo(kMarkKeep, sure & (out.sampled.alpha >= 255 - params.certainLevels));
+    // The solve needs a few free pixels; when sampling settles (almost) all of
+    // them the marks go to the solve as they came.
+    if (cv::countNonZero((out.marks & 1) == 0) < kMinFreePixels) out.marks = marks.clone();
+    return out;
+}
+
+cv::Mat finishAccurateAlpha(const cv::Mat& solved, const cv::Mat& marks) {
+    requireDepth8(solved, "the solved alpha", 1u << 1);
+    requireSameSize(solved, "the solved alpha", marks, "the marks");
+    cv::Mat out = solved.clone();
+    // Fixed marks as marked, whatever the solve did next to them.
+    marks.copyTo(out, (marks & 1) != 0);
+    out.setTo(0, marks == kMarkCut);
+    return out;
+}
+
+cv::Mat accurateAlpha(const cv::Mat& image, const cv::Mat& trimap, const AccurateParams& params, Progress progress) {
+    requireDepth8(trimap, "the trimap", 1u << 1);
+    const cv::Mat marks = marksFromTrimap(trimap);
+    const AccurateMarks prepared = prepareAccurateMarks(image, marks, params);
+    const cv::Mat solveTrimap = trimapFromMarks(prepared.marks);
+    const cv::Mat solved = solveAlpha(image, solveTrimap, -1, MatteBounds(), progress);
+    return finishAccurateAlpha(solved, marks);
+}
+
+cv::Mat accurateKeepCutToAlpha(const cv::Mat& image, const cv::Mat& marks, const CutoutSettings& settings,
+                               const AccurateParams& params, Progress progress, cv::Mat* colours) {
+    const AccurateMarks prepared = prepareAccurateMarks(image, marks, params);
+    const cv::Mat solved = keepCutToAlpha(image, prepared.marks, settings, progress, colours);
+    return finishAccurateAlpha(solved, marks);
+}
+
+}  // namespace qxhost

@@ -1,0 +1,183 @@
+// Colour sampling: an alpha and a confidence for every unknown pixel of a
+// trimap from foreground and background colours found along rays.
+//
+// From each unknown pixel a fan of rays runs out in directions turned by a
+// small per-pixel pattern, so that neighbours look along different lines. The
+// first known foreground pixel and the first known background pixel a ray
+// meets are candidates; a ray runs on through known pixels of the other kind,
+// so a background hole enclosed by foreground still finds background beyond
+// it. Every candidate pair gives the alpha that best explains the pixel's
+// colour on the line between them, a = (I - B).(F - B) / |F - B|^2, and the
+// pair with the least colour distortion |I - (a F + (1 - a) B)| (plus a little
+// for far samples) wins. A second pass lets each pixel try the winning pairs
+// of its neighbours and averages the three that explain it best, which takes
+// most of the noise out of single rays. The confidence falls with the
+// remaining distortion and with how close the two colours are.
+#include <omp.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <vector>
+
+#include "argument_checks.h"
+#include "qxhost.h"
+
+namespace qxhost {
+
+namespace {
+
+struct Pair {
+    std::array<float, 3> f{}, b{};
+    float cost = 1e30f;  // distortion of the pixel's own colour; 1e30: no pair
+};
+
+inline std::array<float, 3> colourAt(const cv::Mat& image, int x, int y) {
+    const unsigned char* p = image.ptr<unsigned char>(y) + x * image.channels();
+    return {static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])};
+}
+
+// The alpha a pair gives colour c, in 0..1, and its distortion in levels.
+inline float fitAlpha(const std::array<float, 3>& c, const std::array<float, 3>& f, const std::array<float, 3>& b,
+                      float* distortion) {
+    float fb2 = 0, dot = 0;
+    for (int k = 0; k < 3; ++k) {
+        const float d = f[k] - b[k];
+        fb2 += d * d;
+        dot += (c[k] - b[k]) * d;
+    }
+    const float a = std::min(1.0f, std::max(0.0f, dot / std::max(fb2, 1.0f)));
+    float e = 0;
+    for (int k = 0; k < 3; ++k) {
+        const float r = c[k] - (a * f[k] + (1 - a) * b[k]);
+        e += r * r;
+    }
+    *distortion = std::sqrt(e);
+    return a;
+}
+
+struct Hit {
+    std::array<float, 3> colour;
+    float distance;
+};
+
+// The first foreground and background pixels along the ray from (x, y).
+void castRay(const cv::Mat& image, const cv::Mat& trimap, int x, int y, float dx, float dy, int maxSteps,
+             std::vector<Hit>& fg, std::vector<Hit>& bg) {
+    bool haveF = false, haveB = false;
+    float px = x + 0.5f, py = y + 0.5f;
+    for (int s = 1; s <= maxSteps && !(haveF && haveB); ++s) {
+        px += dx;
+        py += dy;
+        const int ix = static_cast<int>(px), iy = static_cast<int>(py);
+        if (px < 0 || py < 0 || ix >= image.cols || iy >= image.rows) return;
+        const unsigned char t = trimap.at<unsigned char>(iy, ix);
+        if (t == 255 && !haveF) {
+            fg.push_back({colourAt(image, ix, iy), static_cast<float>(s)});
+            haveF = true;
+        } else if (t == 0 && !haveB) {
+            bg.push_back({colourAt(image, ix, iy), static_cast<float>(s)});
+            haveB = true;
+        }
+    }
+}
+
+}  // namespace
+
+SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const SamplingParams& params) {
+    requireDepth8(image, "the image", (1u << 3) | (1u << 4));
+    requireDepth8(trimap, "the trimap", 1u << 1);
+    requireSameSize(image, "the image", trimap, "the trimap");
+    if (params.rays < 1 || params.maxDistance < 1)
+        throw std::invalid_argument("colour sampling needs at least one ray of at least one pixel");
+    const int w = image.cols, h = image.rows;
+    SampledAlpha out;
+    out.alpha = trimap.clone();
+    out.confidence = cv::Mat(trimap.size(), CV_32FC1, cv::Scalar(1.0f));
+    std::vector<Pair> best(static_cast<std::size_t>(w) * h);
+
+    // First pass: candidates along the rays, the best pair of each pixel.
+    const float turn = 2 * static_cast<float>(CV_PI) / params.rays;
+#pragma omp parallel for schedule(static)
+    for (int y = 0; y < h; ++y) {
+        std::vector<Hit> fg, bg;
+        for (int x = 0; x < w; ++x) {
+            if (trimap.at<unsigned char>(y, x) == 0 || trimap.at<unsigned char>(y, x) == 255) continue;
+            fg.clear();
+            bg.clear();
+            // A 3 x 3 pattern of turns so that neighbours' rays interleave.
+            const float offset = ((x % 3) * 3 + (y % 3)) / 9.0f;
+            for (int r = 0; r < params.rays; ++r) {
+                const float angle = (r + offset) * turn;
+                castRay(image, trimap, x, y, std::cos(angle), std::sin(angle), params.maxDistance, fg, bg);
+            }
+            const auto c = colourAt(image, x, y);
+            Pair& p = best[static_cast<std::size_t>(y) * w + x];
+            for (const Hit& f : fg)
+                for (const Hit& b : bg) {
+                    float e;
+                    fitAlpha(c, f.colour, b.colour, &e);
+                    const float cost = e + params.distanceWeight * (f.distance + b.distance);
+                    if (cost < p.cost) p = {f.colour, b.colour, cost};
+                }
+            if (p.cost < 1e30f) fitAlpha(c, p.f, p.b, &p.cost);  // keep the distortion alone
+        }
+    }
+
+    // Second pass: the three pairs of the neighbourhood that explain the
+    // pixel best, averaged.
+    const int r = params.gatherRadius;
+#pragma omp parallel for schedule(static)
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            const unsigned char t = trimap.at<unsigned char>(y, x);
+            if (t == 0 || t == 255) continue;
+            const auto c = colourAt(image, x, y);
+            std::array<std::pair<float, const Pair*>, 3> top;
+            top.fill({1e30f, nullptr});
+            for (int v = std::max(0, y - r); v <= std::min(h - 1, y + r); ++v)
+                for (int u = std::max(0, x - r); u <= std::min(w - 1, x + r); ++u) {
+                    const Pair& q = best[static_cast<std::size_t>(v) * w + u];
+                    if (q.cost >= 1e30f) continue;
+                    float e;
+                    fitAlpha(c, q.f, q.b, &e);
+                    if (e < top[2].first) {
+                        top[2] = {e, &q};
+                        std::sort(top.begin(), top.end(),
+                                  [](const auto& a, const auto& b) { return a.first < b.first; });
+                    }
+                }
+            std::array<float, 3> f{}, b{};
+            int n = 0;
+            for (const auto& [e, q] : top) {
+                if (!q) continue;
+                for (int k = 0; k < 3; ++k) {
+                    f[k] += q->f[k];
+                    b[k] += q->b[k];
+                }
+                ++n;
+            }
+            if (n == 0) {  // no ray met both kinds: nothing known here
+                out.confidence.at<float>(y, x) = 0;
+                out.alpha.at<unsigned char>(y, x) = 128;
+                continue;
+            }
+            float sep = 0;
+            for (int k = 0; k < 3; ++k) {
+                f[k] /= n;
+                b[k] /= n;
+                sep += (f[k] - b[k]) * (f[k] - b[k]);
+            }
+            float e;
+            const float a = fitAlpha(c, f, b, &e);
+            out.alpha.at<unsigned char>(y, x) = static_cast<unsigned char>(std::lround(a * 255));
+            // Low for a poor fit and for near colours, whose alpha is ill-posed.
+            const float fit = std::exp(-e * e / (params.distortionScale * params.distortionScale));
+            const float separation = std::min(1.0f, std::sqrt(sep) / params.separationScale);
+            out.confidence.at<float>(y, x) = fit * separation;
+        }
+    }
+    return out;
+}
+
+}  // namespace qxhost

@@ -1,0 +1,113 @@
+// Colour sampling and the default matte around the library's solve.
+#include <gtest/gtest.h>
+
+#include <opencv2/imgproc.hpp>
+
+#include "qxhost.h"
+
+namespace {
+
+const cv::Vec3b kFore(200, 100, 50), kBack(20, 40, 60);
+
+cv::Vec3b mix(double a) {
+    cv::Vec3b c;
+    for (int k = 0; k < 3; ++k) c[k] = cv::saturate_cast<unsigned char>(a * kFore[k] + (1 - a) * kBack[k]);
+    return c;
+}
+
+// Foreground on the left 10 columns, background on the right 10, and a ramp
+// from alpha 1 to 0 across the 20 unknown columns between them.
+struct Ramp {
+    cv::Mat image, trimap;
+    Ramp() : image(9, 40, CV_8UC3), trimap(9, 40, CV_8UC1, cv::Scalar(128)) {
+        trimap.colRange(0, 10).setTo(255);
+        trimap.colRange(30, 40).setTo(0);
+        for (int x = 0; x < 40; ++x) image.col(x).setTo(mix(truth(x)));
+    }
+    static double truth(int x) { return std::min(1.0, std::max(0.0, (29.5 - x) / 20.0)); }
+};
+
+TEST(ColourSampling, RampAlphaConfidenceAndKnownPixels) {
+    Ramp r;
+    // A pixel off the line between the two colours, and one whose colour no
+    // pair explains at all.
+    r.image.at<cv::Vec3b>(4, 20) = cv::Vec3b(30, 230, 240);
+    const qxhost::SampledAlpha s = qxhost::sampleAlpha(r.image, r.trimap);
+    for (int x = 10; x < 30; ++x) {
+        if (x == 20) continue;
+        EXPECT_NEAR(255 * Ramp::truth(x), s.alpha.at<unsigned char>(2, x), 3) << x;
+        EXPECT_GT(s.confidence.at<float>(2, x), 0.9f) << x;  // exact fit, colours far apart
+    }
+    EXPECT_LT(s.confidence.at<float>(4, 20), 0.05f);
+    // Known pixels keep the trimap's value with full confidence; all within 0..1.
+    const cv::Mat known = r.trimap != 128;
+    EXPECT_EQ(0, cv::norm(s.alpha, r.trimap, cv::NORM_INF, known));
+    double lo, hi;
+    cv::minMaxLoc(s.confidence, &lo, &hi);
+    EXPECT_GE(lo, 0.0);
+    EXPECT_LE(hi, 1.0);
+    EXPECT_EQ(1.0, cv::mean(s.confidence, known)[0]);
+
+    // Near colours give an ill-posed alpha: little confidence however good the
+    // fit. Exact fits 4 levels apart in each channel: |F - B| / 60 = 0.1155.
+    cv::Mat flat = r.image.clone();
+    flat.setTo(cv::Scalar(100, 100, 100));
+    flat.colRange(0, 10).setTo(cv::Scalar(104, 104, 104));
+    EXPECT_NEAR(0.1155, cv::mean(qxhost::sampleAlpha(flat, r.trimap).confidence, r.trimap == 128)[0], 0.001);
+    // No background anywhere: nothing to pair with.
+    cv::Mat noBack = r.trimap.clone();
+    noBack.setTo(128, noBack == 0);
+    EXPECT_EQ(0, cv::countNonZero(qxhost::sampleAlpha(r.image, noBack).confidence.colRange(10, 40)));
+    EXPECT_THROW(qxhost::sampleAlpha(r.image, r.trimap.colRange(0, 20)), std::invalid_argument);
+}
+
+// A disc of foreground with a soft rim and a background hole in its middle;
+// the trimap leaves a ring around the disc and the whole hole unknown, so no
+// mark reaches the hole.
+struct Hole {
+    cv::Mat image, trimap;
+    Hole() : image(80, 80, CV_8UC3, cv::Scalar(kBack)), trimap(80, 80, CV_8UC1, cv::Scalar(0)) {
+        cv::circle(image, {40, 40}, 30, cv::Scalar(kFore), cv::FILLED, cv::LINE_AA);
+        cv::circle(image, {40, 40}, 6, cv::Scalar(kBack), cv::FILLED);
+        cv::circle(trimap, {40, 40}, 34, cv::Scalar(128), cv::FILLED);
+        cv::circle(trimap, {40, 40}, 26, cv::Scalar(255), cv::FILLED);
+        cv::circle(trimap, {40, 40}, 10, cv::Scalar(128), cv::FILLED);
+    }
+};
+
+TEST(AccurateMatte, EnclosedHoleBecomesCutAndCertainPixelsStay) {
+    Hole h;
+    const cv::Mat marks = qxhost::marksFromTrimap(h.trimap);
+    const qxhost::AccurateMarks prepared = qxhost::prepareAccurateMarks(h.image, marks);
+    EXPECT_EQ(qxhost::kMarkCut, prepared.marks.at<unsigned char>(40, 40));  // the hole's centre
+    EXPECT_EQ(qxhost::kMarkKeep, prepared.marks.at<unsigned char>(40, 20));  // foreground between hole and ring
+    // Fixed marks are never changed, only free ones fixed.
+    const cv::Mat fixed = (marks == qxhost::kMarkCut) | (marks == qxhost::kMarkKeep);
+    EXPECT_EQ(0, cv::norm(prepared.marks, marks, cv::NORM_INF, fixed));
+
+    const cv::Mat alpha = qxhost::accurateAlpha(h.image, h.trimap);
+    EXPECT_EQ(0, cv::norm(alpha, h.trimap, cv::NORM_INF, fixed));
+    EXPECT_LT(cv::norm(alpha(cv::Rect(37, 37, 7, 7)), cv::NORM_INF), 8);  // the hole is clear
+    EXPECT_GT(alpha.at<unsigned char>(40, 30), 247);
+    // The host road takes the same step by default.
+    const cv::Mat road = qxhost::solveAnySize(h.image, h.trimap, qxhost::RoadSettings()).alpha;
+    EXPECT_EQ(0, cv::norm(road, h.trimap, cv::NORM_INF, fixed));
+    EXPECT_LT(cv::norm(road(cv::Rect(37, 37, 7, 7)), cv::NORM_INF), 8);
+
+    // The tile road alike; an odd (fixed) soft mark comes back as its value.
+    cv::Mat soft = marks.clone();
+    soft.at<unsigned char>(40, 12) = 0x81;
+    const cv::Mat tiled = qxhost::accurateKeepCutToAlpha(h.image, soft, qxhost::CutoutSettings());
+    EXPECT_EQ(0, cv::norm(tiled, h.trimap, cv::NORM_INF, fixed));
+    EXPECT_EQ(0x81, tiled.at<unsigned char>(40, 12));
+    EXPECT_EQ(0x81, qxhost::prepareAccurateMarks(h.image, soft).marks.at<unsigned char>(40, 12));
+    EXPECT_LT(cv::norm(tiled(cv::Rect(37, 37, 7, 7)), cv::NORM_INF), 8);
+}
+
+TEST(AccurateMatte, MethodNames) {
+    EXPECT_EQ(qxhost::MatteMethod::Accurate, qxhost::parseMatteMethod("accurate"));
+    EXPECT_EQ(qxhost::MatteMethod::Design, qxhost::parseMatteMethod("design"));
+    EXPECT_THROW(qxhost::parseMatteMethod("Design"), std::invalid_argument);
+}
+
+}  // namespace
