@@ -29,16 +29,30 @@ cv::Mat strandMatte(cv::Size size, cv::RNG& rng) {
         const int thickness = rng.uniform(1, 3);
         const int steps = rng.uniform(8, 24);
         const double stepLength = reach * rng.uniform(0.3, 1.0) / steps;
-        cv::Mat strand(size, CV_32F, cv::Scalar(0));
+        // The walk first, then the strand drawn only over its own box: a
+        // full-size canvas per strand made 24 MP cases take many minutes.
+        std::vector<cv::Point2d> walk{p};
+        std::vector<double> fades;
         for (int s = 0; s < steps; ++s) {
             heading += rng.uniform(-0.15, 0.15);
-            const cv::Point2d q(p.x + stepLength * std::cos(heading), p.y + stepLength * std::sin(heading));
-            const double fade = opacity * (1.0 - 0.7 * s / steps);
-            cv::line(strand, cv::Point(cvRound(p.x * 16), cvRound(p.y * 16)),
-                     cv::Point(cvRound(q.x * 16), cvRound(q.y * 16)), cv::Scalar(fade), thickness, cv::LINE_AA, 4);
-            p = q;
+            p = cv::Point2d(p.x + stepLength * std::cos(heading), p.y + stepLength * std::sin(heading));
+            walk.push_back(p);
+            fades.push_back(opacity * (1.0 - 0.7 * s / steps));
         }
-        alpha = cv::max(alpha, strand);
+        std::vector<cv::Point> corners;
+        for (const cv::Point2d& w : walk) corners.emplace_back(cvFloor(w.x), cvFloor(w.y));
+        const cv::Rect box = (cv::boundingRect(corners) + cv::Size(2, 2) - cv::Point(thickness + 2, thickness + 2) +
+                              cv::Size(2 * thickness + 4, 2 * thickness + 4)) &
+                             cv::Rect(0, 0, size.width, size.height);
+        if (box.empty()) continue;
+        cv::Mat strand(box.size(), CV_32F, cv::Scalar(0));
+        for (int s = 0; s < steps; ++s) {
+            const cv::Point2d a = walk[s] - cv::Point2d(box.x, box.y), b = walk[s + 1] - cv::Point2d(box.x, box.y);
+            cv::line(strand, cv::Point(cvRound(a.x * 16), cvRound(a.y * 16)),
+                     cv::Point(cvRound(b.x * 16), cvRound(b.y * 16)), cv::Scalar(fades[s]), thickness, cv::LINE_AA, 4);
+        }
+        cv::Mat target = alpha(box);
+        cv::max(target, strand, target);
     }
     cv::Mat out;
     alpha.convertTo(out, CV_8U, 255.0);
