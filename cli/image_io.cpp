@@ -24,7 +24,7 @@ cv::Mat readAs(const std::string& path, int flags) {
     if (!probe) fileFailure("cannot open '" + path + "': " + std::strerror(errno));
     if (fs::is_directory(path)) fileFailure("'" + path + "' is a directory, not an image");
     std::string error;
-    const cv::Mat m = qxhost::readImageAs(path, flags, &error);
+    cv::Mat m = qxhost::readImageAs(path, flags, &error);
     if (!error.empty()) fileFailure("cannot read '" + path + "': " + error);
     if (m.empty()) fileFailure("cannot read '" + path + "': not an image file in a known format");
     return m;

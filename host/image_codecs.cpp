@@ -60,7 +60,7 @@ const CodecTable* load(std::string& failure) {
             tried += (tried.empty() ? "" : ", ") + path;
             continue;
         }
-        void* module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+        void* module = dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL);
         if (!module) {
             failure = "the image codec module '" + path + "' could not be loaded: " + dlerror();
             return nullptr;
