@@ -1,6 +1,6 @@
 // Reading and writing image files with messages that name the file and the
 // problem.
-#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgcodecs.hpp>  // IMREAD_* flags only
 
 #include <algorithm>
 #include <cerrno>
@@ -23,12 +23,9 @@ cv::Mat readAs(const std::string& path, int flags) {
     std::ifstream probe(path, std::ios::binary);
     if (!probe) fileFailure("cannot open '" + path + "': " + std::strerror(errno));
     if (fs::is_directory(path)) fileFailure("'" + path + "' is a directory, not an image");
-    cv::Mat m;
-    try {
-        m = cv::imread(path, flags);
-    } catch (const cv::Exception& e) {
-        fileFailure("cannot read '" + path + "': " + e.what());
-    }
+    std::string error;
+    cv::Mat m = qxhost::readImageAs(path, flags, &error);
+    if (!error.empty()) fileFailure("cannot read '" + path + "': " + error);
     if (m.empty()) fileFailure("cannot read '" + path + "': not an image file in a known format");
     return m;
 }
@@ -73,7 +70,7 @@ void checkOutputs(const std::vector<std::string>& outputs, const std::vector<std
             throw Failure{kExitFile, "cannot write '" + outputs[i] +
                                          "': it exists and is not a regular file (a device, a folder or a pipe)"};
         const std::string ext = fs::path(outputs[i]).extension().string();
-        if (ext.empty() || !cv::haveImageWriter(outputs[i]))
+        if (ext.empty() || !qxhost::haveImageWriter(outputs[i]))
             throw Failure{kExitUsage, "cannot write '" + outputs[i] + "': " +
                                           (ext.empty() ? std::string("the name has no image extension (e.g. .png)")
                                                        : "unknown image extension '" + ext + "'")};

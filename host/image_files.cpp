@@ -8,7 +8,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
@@ -149,12 +148,7 @@ bool keepsAlpha(const std::string& path) {
 void checkOutputFile(const std::string& path) {
     const std::string ext = fs::path(path).extension().string();
     if (ext.empty()) fileError(path, "the name has no extension to choose an image format by (e.g. .png)");
-    bool known = false;
-    try {
-        known = cv::haveImageWriter(path);
-    } catch (const cv::Exception&) {
-    }
-    if (!known) fileError(path, "unknown image extension '" + ext + "' (use .png, .tif, .jpg, ...)");
+    if (!haveImageWriter(path)) fileError(path, "unknown image extension '" + ext + "' (use .png, .tif, .jpg, ...)");
     std::error_code ec;
     const fs::path target(path);
     if (fs::is_directory(target, ec)) fileError(path, "it is a folder");
@@ -207,11 +201,9 @@ void writeImageFile(const std::string& path, const cv::Mat& image) {
     if (image.channels() == 4 && !keepsAlpha(path))
         fileError(path, "a " + ext + " file keeps no transparency; name the cut-out .png, .tif or .webp");
     std::vector<unsigned char> bytes;
-    try {
-        if (!cv::imencode(ext, image, bytes)) fileError(path, "the image could not be encoded as " + ext);
-    } catch (const cv::Exception& e) {
-        fileError(path, "the image could not be encoded as " + ext + " (" + e.err + ")");
-    }
+    std::string cause;
+    if (!encodeImage(ext, image, bytes, &cause))
+        fileError(path, "the image could not be encoded as " + ext + (cause.empty() ? "" : " (" + cause + ")"));
     writeFileAtomically(path, bytes);
 }
 

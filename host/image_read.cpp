@@ -2,7 +2,7 @@
 // checked before anything is decoded, 16-bit samples are brought to 8 bits,
 // palettes and grey are expanded, and whatever cannot be used is refused with
 // a sentence naming the file and the reason.
-#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgcodecs.hpp>  // IMREAD_* flags only
 #include <opencv2/imgproc.hpp>
 
 #include <fcntl.h>
@@ -176,14 +176,10 @@ cv::Mat readImageFile(const std::string& path, ImageKind kind, long long maxPixe
     {
         // The decoders print their own complaints on stderr; ours says it.
         const QuietStderr quiet;
-        try {
-            image = cv::imdecode(bytes, cv::IMREAD_UNCHANGED);
-        } catch (const cv::Exception&) {
-            image = cv::Mat();
-        }
+        image = decodeImage(bytes, cv::IMREAD_UNCHANGED);
     }
     if (image.empty())
-        readError(path, cv::haveImageReader(path) ? "the file is damaged or its image too large to decode"
+        readError(path, haveImageReader(path) ? "the file is damaged or its image too large to decode"
                                                   : "not an image file in a known format");
     if (static_cast<long long>(image.cols) * image.rows > maxPixels)
         readError(path, "the image is " + std::to_string(image.cols) + "x" + std::to_string(image.rows) +

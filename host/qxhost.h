@@ -148,6 +148,19 @@ cv::Mat readImageFile(const std::string& path, ImageKind kind, long long maxPixe
 // an empty size for other formats or a file that cannot be read.
 cv::Size imageFileSize(const std::string& path);
 
+// OpenCV's image codecs, from a module (qxmatte-codecs.so) loaded on first
+// use from beside the program or from the installed library folder; until
+// then the process maps none of the libraries behind them. Each throws
+// std::runtime_error with a sentence when the module cannot be loaded.
+// flags are cv::IMREAD_* values. A decoder or encoder that throws leaves an
+// empty image (false) with its message in *error.
+cv::Mat decodeImage(const std::vector<unsigned char>& bytes, int flags, std::string* error = nullptr);
+cv::Mat readImageAs(const std::string& path, int flags, std::string* error = nullptr);
+bool encodeImage(const std::string& ext, const cv::Mat& image, std::vector<unsigned char>& bytes,
+                 std::string* error = nullptr);
+bool haveImageReader(const std::string& path);  // by the file's signature
+bool haveImageWriter(const std::string& path);  // by the name's extension
+
 // Refuses a trimap that leaves nothing to solve or nothing to solve from:
 // no background (no pixel at or below inLow), no foreground (none at or
 // above inHigh) or nothing unknown. Throws std::invalid_argument naming it.

@@ -39,6 +39,10 @@ soname=$(objdump -p "$libdir/libqxmatte.so" | awk '$1 == "SONAME" {print $2}')
 grep -q "Version: " "$pc" || fail "qxmatte.pc has no version"
 "$stage/bin/qxmatte" --version | grep -q '^qxmatte ' || fail "staged qxmatte --version"
 loads_staged "$stage/bin/qxmatte"
+# The staged tool finds its codec module relative to itself: it reads and writes images.
+[[ -f $libdir/qxmatte/qxmatte-codecs.so ]] || fail "no codec module in $libdir/qxmatte"
+"$stage/bin/qxmatte" -q stretch "$source/samples/astronaut_trimap.png" --low 10 --high 200 -o "$work/stretched.png" &&
+  [[ -s $work/stretched.png ]] || fail "staged qxmatte cannot read or write an image"
 # The GIMP plug-in, where built, sits in a folder of its own in GIMP's plug-in folder.
 if grep -q qxmatte-gimp "$build/install_manifest.txt"; then
   loads_staged "$stage/lib/gimp/2.0/plug-ins/qxmatte-gimp/qxmatte-gimp"
