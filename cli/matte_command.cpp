@@ -11,7 +11,7 @@ namespace {
 
 struct Options {
     std::string image, trimap, output, preview, over = "FFFFFF", foreground, cutout, colours = "full",
-        method = "accurate";
+        method = "design";
     qxhost::MatteBounds bounds;
     double unknown = -1;  // negative: count the trimap's unknown pixels (and choose the route)
     bool verbose = false;
@@ -72,8 +72,8 @@ Command addMatte(CLI::App& app) {
     sub->add_option("--cutout", c->cutout, "Write an RGBA cut-out: recovered colours and the alpha");
     addColoursOption(sub, c->colours);
     sub->add_option("--method", c->method,
-                    "accurate: colour sampling fixes the pixels it is sure of before the library's solve (more "
-                    "accurate on hair and enclosed holes); design: the library's solve alone (also whenever a "
+                    "design: the library's solve alone; accurate: colour sampling fixes the pixels it is sure of "
+                    "before the solve (better on enclosed holes and foliage, worse on wide bands of fine hair) (also whenever a "
                     "stretch bound is given)")
         ->capture_default_str()
         ->check(CLI::IsMember({"accurate", "design"}));

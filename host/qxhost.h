@@ -399,8 +399,8 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
 
 // Which road a matte takes.
 enum class MatteMethod {
-    Accurate,  // colour sampling around the library's solve (below); the default
-    Design,    // the library's solve alone
+    Accurate,  // colour sampling around the library's solve (below)
+    Design,    // the library's solve alone; the default
 };
 // "accurate", "design" (throws std::invalid_argument for anything else).
 MatteMethod parseMatteMethod(const std::string& name);
@@ -501,8 +501,10 @@ struct RoadSettings {
     ColourMethod colourMethod = ColourMethod::FullResolution;
     // Accurate: colour sampling fixes the pixels it is sure of before the
     // solve (prepareAccurateMarks), unless other bounds are given. Design:
-    // the library's solve alone.
-    MatteMethod method = MatteMethod::Accurate;
+    // the library's solve alone, the default: on wide bands of fine hair at
+    // several megapixels sampling fixed faint strands as background (SAD 121
+    // against 94 at 1.9 MP, 40% unknown) and took 2.4 times the CPU.
+    MatteMethod method = MatteMethod::Design;
 };
 
 // The route chosen and why, before the work.
