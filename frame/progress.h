@@ -1,6 +1,8 @@
 // Process-wide progress bar and memory budget.
 #pragma once
 
+#include <cstdint>
+
 namespace qx {
 
 using ProgressFn = int (*)(int value, int total, void* cookie);
@@ -26,5 +28,8 @@ int memoryBudgetK();
 // Bytes of address space the process may still map: its `ulimit -v` (or,
 // without one, a whole user address space) less what it maps now.
 unsigned long long freeAddressSpace();
+
+// Value in kB of a "Name:   123 kB" line of a /proc file; false if absent.
+bool readProcKb(const char* file, const char* name, uint64_t* kb);
 
 }  // namespace qx
