@@ -27,16 +27,11 @@
 #include <vector>
 
 #include "qxhost.h"
+#include "measure.h"
 
 namespace {
 
 constexpr int kWidth = 640, kHeight = 480, kSuper = 4;  // alpha drawn at 4x and area-averaged
-
-double cpuSeconds() {
-    timespec t{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return t.tv_sec + t.tv_nsec * 1e-9;
-}
 
 // A smooth random curve from p, heading `angle`, of `length` pixels (at 1x).
 std::vector<cv::Point> strand(cv::Point2f p, float angle, float length, float bend, std::mt19937& rng) {

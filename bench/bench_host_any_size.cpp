@@ -35,22 +35,9 @@
 #include "run_in_child.h"
 #include "support/composite.h"
 #include "support/strand_composite.h"
+#include "measure.h"
 
 namespace {
-
-long statusKb(const char* field) {
-    std::ifstream f("/proc/self/status");
-    std::string line;
-    while (std::getline(f, line))
-        if (line.rfind(field, 0) == 0) return std::atol(line.c_str() + std::strlen(field));
-    return 0;
-}
-
-double cpuSeconds() {
-    timespec t{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return t.tv_sec + t.tv_nsec * 1e-9;
-}
 
 struct Row {
     char route[16];

@@ -23,22 +23,9 @@
 
 #include "qxhost.h"
 #include "support/textured_composite.h"
+#include "measure.h"
 
 namespace {
-
-long statusKb(const char* field) {
-    std::ifstream f("/proc/self/status");
-    std::string line;
-    while (std::getline(f, line))
-        if (line.rfind(field, 0) == 0) return std::atol(line.c_str() + std::strlen(field));
-    return 0;
-}
-
-double cpuSeconds() {
-    timespec t{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return t.tv_sec + t.tv_nsec * 1e-9;
-}
 
 void timeSize(double megapixels, const qxtest::TexturedComposite& tile) {
     const int w = static_cast<int>(std::sqrt(megapixels * 1e6 * 4 / 3)), h = static_cast<int>(megapixels * 1e6 / w);

@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "argument_checks.h"
+#include "job_record.h"
 #include "qxhost.h"
 
 namespace qxhost {
@@ -24,21 +25,11 @@ int coarseSide(int side, int levels) {
 
 // A job over the given planes with the grab rectangle `rect`.
 QxJob makeJob(cv::Mat& pixels, cv::Mat& mask, cv::Mat& aux, cv::Rect rect, Progress progress) {
-    QxJob job{};
-    job.imagePixels = pixels.data;
-    job.imageStep = static_cast<int>(pixels.step);
-    job.maskPixels = mask.data;
-    job.maskStep = static_cast<int>(mask.step);
-    job.auxPixels = aux.data;
-    job.auxStep = static_cast<int>(aux.step);
-    job.width = pixels.cols;
-    job.height = pixels.rows;
+    QxJob job = jobOver(pixels, mask, nullptr, aux, progress);
     job.grabX = rect.x;
     job.grabY = rect.y;
     job.grabWidth = rect.width;
     job.grabHeight = rect.height;
-    job.progressCallback = progress.function;
-    job.progressCookie = progress.cookie;
     return job;
 }
 

@@ -82,6 +82,18 @@ bool writeAll(int fd, const unsigned char* data, size_t size) {
     return true;
 }
 
+// The folder of an output path, after refusing a target that is a folder or
+// anything else that is not a regular file and so cannot be replaced safely.
+fs::path replaceableTargetFolder(const std::string& path) {
+    std::error_code ec;
+    const fs::path target(path);
+    if (fs::is_directory(target, ec)) fileError(path, "it is a folder");
+    if (fs::exists(target, ec) && !fs::is_regular_file(target, ec))
+        fileError(path, "it exists and is not a regular file (a device or a pipe), so it cannot be replaced safely");
+    fs::path folder = target.parent_path();
+    return folder.empty() ? fs::path(".") : folder;
+}
+
 }  // namespace
 
 bool processAlive(int pid) { return pid > 0 && (::kill(pid, 0) == 0 || errno == EPERM); }
@@ -93,13 +105,9 @@ FileError::FileError(const std::string& file, const std::string& why, bool /*rea
     : std::runtime_error("cannot read '" + file + "': " + why), path(file), cause(why) {}
 
 void writeFileAtomically(const std::string& path, const std::vector<unsigned char>& bytes) {
-    std::error_code ec;
     const fs::path target(path);
-    if (fs::is_directory(target, ec)) fileError(path, "it is a folder");
-    if (fs::exists(target, ec) && !fs::is_regular_file(target, ec))
-        fileError(path, "it exists and is not a regular file (a device or a pipe), so it cannot be replaced safely");
-    fs::path folder = target.parent_path();
-    if (folder.empty()) folder = ".";
+    const fs::path folder = replaceableTargetFolder(path);
+    std::error_code ec;
     if (!fs::is_directory(folder, ec)) fileError(path, "the folder '" + folder.string() + "' does not exist");
 
     installCleanupOnce();
@@ -149,13 +157,7 @@ void checkOutputFile(const std::string& path) {
     const std::string ext = fs::path(path).extension().string();
     if (ext.empty()) fileError(path, "the name has no extension to choose an image format by (e.g. .png)");
     if (!haveImageWriter(path)) fileError(path, "unknown image extension '" + ext + "' (use .png, .tif, .jpg, ...)");
-    std::error_code ec;
-    const fs::path target(path);
-    if (fs::is_directory(target, ec)) fileError(path, "it is a folder");
-    if (fs::exists(target, ec) && !fs::is_regular_file(target, ec))
-        fileError(path, "it exists and is not a regular file (a device or a pipe), so it cannot be replaced safely");
-    fs::path folder = target.parent_path();
-    if (folder.empty()) folder = ".";
+    const fs::path folder = replaceableTargetFolder(path);
     struct stat info {};
     if (::stat(folder.c_str(), &info) != 0) {
         const int error = errno;

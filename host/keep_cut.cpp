@@ -1,6 +1,7 @@
 // qxKeepCutToAlpha on cv::Mat images: the finishing step of a cut-out at any
 // size, and the re-solve of one edited rectangle.
 #include "argument_checks.h"
+#include "job_record.h"
 #include "qxhost.h"
 
 namespace qxhost {
@@ -24,17 +25,7 @@ cv::Mat keepCutToAlpha(const cv::Mat& image, const cv::Mat& marks, const CutoutS
     cv::Mat out = settings.previousColours.empty() ? pixels.clone() : toFourByte(settings.previousColours);
     cv::Mat mask = marks.clone();
     cv::Mat aux = settings.hostMarks.empty() ? marks.clone() : settings.hostMarks.clone();
-    QxJob job{};
-    job.imagePixels = pixels.data;
-    job.imageStep = static_cast<int>(pixels.step);
-    job.maskPixels = mask.data;
-    job.maskStep = static_cast<int>(mask.step);
-    job.outPixels = out.data;
-    job.outStep = static_cast<int>(out.step);
-    job.auxPixels = aux.data;
-    job.auxStep = static_cast<int>(aux.step);
-    job.width = image.cols;
-    job.height = image.rows;
+    QxJob job = jobOver(pixels, mask, &out, aux, progress);
     job.roiX = rect.x;
     job.roiY = rect.y;
     job.roiWidth = rect.width;
@@ -42,8 +33,6 @@ cv::Mat keepCutToAlpha(const cv::Mat& image, const cv::Mat& marks, const CutoutS
     job.roiBorder = settings.edit.empty() ? 0 : settings.border;
     job.recoverColors = settings.designColours ? 1 : 0;
     job.keepCutMode = settings.mode;
-    job.progressCallback = progress.function;
-    job.progressCookie = progress.cookie;
     checkReturn("qxKeepCutToAlpha", qxKeepCutToAlpha(&job, settings.fullSize ? 1 : 0));
 
     // A fixed cut leaves as 0x01 and other fixed values odd: as alpha, 1 is 0.

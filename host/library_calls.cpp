@@ -3,6 +3,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "argument_checks.h"
+#include "job_record.h"
 #include "qxhost.h"
 
 namespace qxhost {
@@ -55,21 +56,9 @@ cv::Mat recoverByLibrary(const cv::Mat& image, const cv::Mat& alpha, bool cell, 
     cv::Mat aux = cv::Mat::zeros(alpha.size(), CV_8UC1);
     cv::Mat a = alpha.clone();
 
-    QxJob job{};
-    job.imagePixels = pixels.data;
-    job.imageStep = static_cast<int>(pixels.step);
-    job.maskPixels = a.data;
-    job.maskStep = static_cast<int>(a.step);
-    job.outPixels = fg.data;
-    job.outStep = static_cast<int>(fg.step);
-    job.auxPixels = aux.data;
-    job.auxStep = static_cast<int>(aux.step);
-    job.width = image.cols;
-    job.height = image.rows;
+    QxJob job = jobOver(pixels, a, &fg, aux, progress);
     job.roiWidth = image.cols;
     job.roiHeight = image.rows;
-    job.progressCallback = progress.function;
-    job.progressCookie = progress.cookie;
     if (cell) {
         job.roiBorder = 1;  // scale by image area
         checkReturn("qxRecoverForegroundCell", qxRecoverForegroundCell(&job, 1));

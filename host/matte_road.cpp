@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "argument_checks.h"
+#include "job_record.h"
 #include "qxhost.h"
 
 namespace qxhost {
@@ -67,25 +68,13 @@ cv::Mat solvePieces(const cv::Mat& image, const cv::Mat& trimap, const cv::Mat& 
     cv::Mat aux = marks.clone();
     for (const cv::Rect& piece : plan.pieces) {
         const Progress p = staged.next();
-        QxJob job{};
-        job.imagePixels = pixels.data;
-        job.imageStep = static_cast<int>(pixels.step);
-        job.maskPixels = mask.data;
-        job.maskStep = static_cast<int>(mask.step);
-        job.outPixels = out.data;
-        job.outStep = static_cast<int>(out.step);
-        job.auxPixels = aux.data;
-        job.auxStep = static_cast<int>(aux.step);
-        job.width = image.cols;
-        job.height = image.rows;
+        QxJob job = jobOver(pixels, mask, &out, aux, p);
         job.roiX = piece.x;
         job.roiY = piece.y;
         job.roiWidth = piece.width;
         job.roiHeight = piece.height;
         job.roiBorder = kPieceFrame;
         job.keepCutMode = 2;  // the new alpha as solved
-        job.progressCallback = p.function;
-        job.progressCookie = p.cookie;
         checkReturn("qxKeepCutToAlpha", qxKeepCutToAlpha(&job, 1));
     }
     mask.setTo(0, mask == kMarkCut);
