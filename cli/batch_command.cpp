@@ -311,6 +311,22 @@ std::string cause(int status, const std::string& log) {
     return text.empty() ? "failed with exit code " + std::to_string(WEXITSTATUS(status)) : text;
 }
 
+// The notes a finished job wrote into its log (a reduced working scale, say),
+// passed on under the job's name, as a single run prints them (-q or not):
+// the log itself is removed.
+void passOnNotes(const std::string& log, const std::string& image) {
+    std::ifstream in(log);
+    std::string line;
+    const std::string tag = "qxmatte: note: ";
+    while (std::getline(in, line)) {
+        const std::size_t at = line.find(tag);  // after a bar's carriage return
+        if (at == std::string::npos) continue;
+        // On a terminal the note replaces the bar's line; the bar comes back below.
+        std::fprintf(stderr, "%sqxmatte: batch: %s: note: %s\n", isatty(STDERR_FILENO) ? "\r\x1b[K" : "", image.c_str(),
+                     line.c_str() + at + tag.size());
+    }
+}
+
 // finished: whole jobs; running: the fractions of those under way.
 void drawBar(const Settings& s, std::size_t finished, double running, std::size_t total, std::size_t failed) {
     if (s.quiet || !isatty(STDERR_FILENO)) return;
@@ -379,8 +395,10 @@ int runBatch(const std::vector<std::string>& args, Context& context) {
         const auto r = std::find_if(running.begin(), running.end(), [pid](const Running& x) { return x.pid == pid; });
         if (r == running.end()) continue;
         const Job& job = jobs[r->job];
-        if (WIFEXITED(status) && WEXITSTATUS(status) == kExitOk) ++done;
-        else failures.push_back({job.image, cause(status, r->log)});
+        if (WIFEXITED(status) && WEXITSTATUS(status) == kExitOk) {
+            ++done;
+            passOnNotes(r->log, job.image);
+        } else failures.push_back({job.image, cause(status, r->log)});
         fs::remove(r->log, ec);
         running.erase(r);
         ++finished;
