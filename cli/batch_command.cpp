@@ -228,7 +228,7 @@ void removeLeftovers(const std::string& folder) {
         const std::string name = it->path().filename().string();
         int pid = 0, job = 0, used = 0;
         if (std::sscanf(name.c_str(), ".batch-%d-%d.log%n", &pid, &job, &used) == 2 &&
-            used == static_cast<int>(name.size()) && !qxhost::processAlive(pid))
+            used == static_cast<int>(name.size()) && qxhost::abandoned(it->path().string(), pid))
             fs::remove(it->path(), ec);
     }
 }
@@ -340,8 +340,22 @@ void drawBar(const Settings& s, std::size_t finished, double running, std::size_
 
 }  // namespace
 
-int runBatch(const std::vector<std::string>& args, Context& context) {
+// The options passed on must suit the subcommand: read by its own parser on a
+// stand-in job before any job runs, so a mistake is said once, not per job.
+void checkPassedOn(const Settings& s, CLI::App& app) {
+    std::vector<std::string> probe = {s.subcommand, "image.png", "marks.png", "-o", "out.png"};
+    probe.insert(probe.end(), s.passThrough.begin(), s.passThrough.end());
+    std::reverse(probe.begin(), probe.end());  // the order CLI11 takes them in
+    try {
+        app.parse(probe);
+    } catch (const CLI::ParseError& e) {
+        usage(s.subcommand + ": " + e.what());
+    }
+}
+
+int runBatch(const std::vector<std::string>& args, Context& context, CLI::App& app) {
     const Settings s = parseSettings(args, !context.bar.enabled);
+    checkPassedOn(s, app);
     std::vector<Job> all = s.manifest.empty() ? matchFolders(s) : readManifest(s);
     checkJobs(s, all);
     std::sort(all.begin(), all.end(), [](const Job& a, const Job& b) { return a.output < b.output; });

@@ -98,8 +98,9 @@ struct Command {
     std::function<int(Context&)> run;    // its work; returns the exit code
 };
 std::vector<Command> addCommands(CLI::App& app);
-// qxmatte batch ...: its arguments after the word batch (batch_command.cpp).
-int runBatch(const std::vector<std::string>& args, Context& context);
+// qxmatte batch ...: its arguments after the word batch (batch_command.cpp);
+// app, the tool's parser, checks the options passed on to the jobs.
+int runBatch(const std::vector<std::string>& args, Context& context, CLI::App& app);
 const char* batchHelp();
 
 }  // namespace qxcli

@@ -50,7 +50,7 @@ int run(int argc, char** argv) {
         return code;
     };
     try {
-        if (batch) return runBatch(batchArgs, context);
+        if (batch) return runBatch(batchArgs, context, app);
         for (const Command& c : commands)
             if (*c.app) return c.run(context);
     } catch (const Failure& f) {

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cctype>
 #include <cerrno>
 #include <csignal>
@@ -96,7 +97,12 @@ fs::path replaceableTargetFolder(const std::string& path) {
 
 }  // namespace
 
-bool processAlive(int pid) { return pid > 0 && (::kill(pid, 0) == 0 || errno == EPERM); }
+bool abandoned(const std::string& path, int pid) {
+    if (pid > 0 && (::kill(pid, 0) == 0 || errno == EPERM)) return false;
+    std::error_code ec;
+    const auto changed = fs::last_write_time(path, ec);
+    return !ec && fs::file_time_type::clock::now() - changed > std::chrono::minutes(10);
+}
 
 FileError::FileError(const std::string& file, const std::string& why)
     : std::runtime_error("cannot write '" + file + "': " + why), path(file), cause(why) {}
@@ -191,7 +197,7 @@ int removeLeftovers(const std::string& folder) {
         const std::string pid = head.substr(dot + 1);
         if (!std::all_of(pid.begin(), pid.end(), [](unsigned char c) { return std::isdigit(c); }) || pid.size() > 9)
             continue;
-        if (processAlive(std::stoi(pid)) || !it->is_regular_file(ec)) continue;
+        if (!it->is_regular_file(ec) || !abandoned(it->path().string(), std::stoi(pid))) continue;
         removed += fs::remove(it->path(), ec) ? 1 : 0;
     }
     return removed;

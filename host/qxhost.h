@@ -127,10 +127,13 @@ bool keepsAlpha(const std::string& path);
 // missing, is no folder or cannot take new files. Throws FileError.
 void checkOutputFile(const std::string& path);
 // Removes from a folder the temporary files that writers killed part way left
-// (their process no longer runs); returns how many.
+// (see abandoned); returns how many.
 int removeLeftovers(const std::string& folder);
-// Whether a process of this id runs on this machine.
-bool processAlive(int pid);
+// Whether a file that the process pid wrote is left over: no process of that
+// id runs here and the file has not changed for ten minutes. The age keeps
+// the live files of a writer on another machine that shares the folder, whose
+// process id means nothing here.
+bool abandoned(const std::string& path, int pid);
 
 enum class ImageKind {
     Colour,     // CV_8UC3 (grey and four-channel images converted)

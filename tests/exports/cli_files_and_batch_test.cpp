@@ -1,5 +1,7 @@
 // The tool's files: outputs replaced whole or not at all, inputs refused in
 // words before any work, and batches that go on past bad images and resume.
+#include <chrono>
+
 #include "cli_fixture.h"
 #include "support/composite.h"
 
@@ -106,15 +108,19 @@ TEST_F(Files, OutputsAndDamagedInputsRefusedBeforeWork) {
         EXPECT_FALSE(says("libpng") || says("JPEG data") || says("Premature")) << output;
         EXPECT_FALSE(fs::exists(file("alpha.png"))) << r.args;  // refused before the solve
     }
-    // Leftovers of writers killed part way (their process is gone) are
-    // removed; a live writer's (pid 1) is left alone.
-    std::ofstream(file(".alpha.png.999999999.Ab12Cd")), std::ofstream(file(".alpha.png.1.Ab12Cd"));
+    // Leftovers of writers killed part way (their process is gone, the file
+    // an hour old) are removed; a live writer's (pid 1) and a fresh file (a
+    // writer on another machine) are left alone.
+    for (const char* name : {".alpha.png.999999999.Ab12Cd", ".alpha.png.1.Ab12Cd", ".alpha.png.999999999.Fresh1"})
+        std::ofstream{file(name)};
+    for (const char* name : {".alpha.png.999999999.Ab12Cd", ".alpha.png.1.Ab12Cd"})
+        fs::last_write_time(file(name), fs::file_time_type::clock::now() - std::chrono::hours(1));
     // A finished stage's bar shows 100% (a batch job draws it into its log).
     ASSERT_EQ(0, run("cutout " + image + " " + trimap + " -o " + file("cut.png"), "QXMATTE_BATCH_JOB=1 ")) << output;
     EXPECT_TRUE(says("cutout ") && says("100%")) << output;
     ASSERT_EQ(0, run("fill " + trimap + " --seed 0,0 --as keep -o " + file("filled.png"))) << output;
     EXPECT_FALSE(fs::exists(file(".alpha.png.999999999.Ab12Cd")));
-    EXPECT_TRUE(fs::exists(file(".alpha.png.1.Ab12Cd")));
+    EXPECT_TRUE(fs::exists(file(".alpha.png.1.Ab12Cd")) && fs::exists(file(".alpha.png.999999999.Fresh1")));
 }
 
 // Three good jobs, an image that is not one, one without marks and one whose
@@ -148,6 +154,7 @@ TEST_F(Files, BatchesGoOnResumeAndShard) {
     // Cut-outs: --half before the folders, as a flag of the subcommand takes no value.
     EXPECT_EQ(4, run("batch cutout --half" + folders + file("cut") + " --jobs 2")) << output;
     EXPECT_TRUE(says("done          3") && says("failed        3")) << output;
+    EXPECT_TRUE(says("good2.png: note: solved at 50% scale")) << output;  // a job's note reaches the batch
     for (int i = 0; i < 3; ++i) {
         const cv::Mat cut = read("cut/good" + std::to_string(i) + ".png");
         ASSERT_EQ(cut.type(), CV_8UC4) << i;
@@ -172,6 +179,7 @@ TEST_F(Files, BatchesGoOnResumeAndShard) {
     const struct { std::string args, says; } refused[] = {
         {manifest + " --shard 2/2", "--shard"},
         {manifest + " --preview p.png", "--preview"},
+        {manifest + " --half", "--half"},  // an option the subcommand has not
         {"batch composite " + file("jobs.csv") + " --out " + file("m"), "composite"},
         {"batch cutout " + file("jobs.csv") + " --out " + file("m") + " --alpha a.png", "--alpha names a file"},
         {"batch cutout " + file("jobs.csv") + " --out " + file("m") + " --edit=0,0,4,4",
@@ -210,7 +218,10 @@ TEST_F(Files, BatchMistakesAndInterruptions) {
 
     // Ctrl-C part way, with leftovers of an earlier killed batch in --out.
     fs::create_directories(file("out"));
-    std::ofstream(file("out/.batch-999999999-3.log")), std::ofstream(file("out/.p9.png.999999999.Xy12Zw"));
+    for (const char* name : {"out/.batch-999999999-3.log", "out/.p9.png.999999999.Xy12Zw"}) {
+        std::ofstream{file(name)};
+        fs::last_write_time(file(name), fs::file_time_type::clock::now() - std::chrono::hours(1));
+    }
     const std::string batch = "batch matte " + images + " " + trimaps + " --out " + file("out");
     // The signal comes once the first job's log shows it running.
     run(batch + " 2>&1 & p=$!; until ls -a " + file("out") +
