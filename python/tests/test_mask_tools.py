@@ -1,6 +1,6 @@
 # qxmatte.show, fill, stretch, smooth and level: the tool's bytes for each on
 # the sample (the worked numbers are the library's own tests'), inputs
-# untouched, any strides, and argument errors.
+# untouched, and argument errors (strides: test_matte).
 import numpy as np
 import pytest
 from PIL import Image
@@ -39,17 +39,6 @@ def test_each_function_equals_the_command_line_tool(astronaut, cli):
                 assert printed == "x={} y={} width={} height={}\n".format(*rect)
             assert result.dtype == np.uint8 and result.flags.c_contiguous, args
             np.testing.assert_array_equal(result, read(cli.path("out.png")), err_msg=str(args))
-
-
-def test_strided_inputs_give_the_same_results_and_stay_untouched():
-    image, trimap = synthetic(40, 56)
-    views = image[:, ::-1], trimap[::-1]
-    contiguous = [np.ascontiguousarray(v) for v in views]
-    for call in (lambda i, m: qxmatte.show(i, m, "overlay", colour="00FF00"),
-                 lambda i, m: qxmatte.fill(m, (0, 0), "keep")[0], lambda i, m: qxmatte.stretch(m, 10, 240),
-                 lambda i, m: qxmatte.smooth(m, strength=1), lambda i, m: qxmatte.level(i, 120)):
-        with untouched(*views):
-            np.testing.assert_array_equal(call(*views), call(*contiguous))
 
 
 def test_bad_arguments_are_named():

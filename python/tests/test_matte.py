@@ -26,16 +26,27 @@ def strided_views(a):
     yield big[1::2, ::3]
 
 
-def test_any_strides_give_the_same_alpha_and_inputs_stay_untouched():
-    image, trimap = synthetic(64, 96)
-    expected = qxmatte.matte(image, trimap)
-    for img, tri in zip(strided_views(image), strided_views(trimap)):
-        with untouched(img, tri):
-            np.testing.assert_array_equal(qxmatte.matte(img, tri), expected)
+def test_any_strides_give_the_same_results_and_inputs_stay_untouched():
+    image, trimap = synthetic(40, 56)
+    calls = {
+        "matte": lambda i, m: qxmatte.matte(i, m),
+        **{f"foreground {method}": lambda i, m, method=method: qxmatte.foreground(i, m, method=method)
+           for method in ("full", "design", "cell")},
+        "show": lambda i, m: qxmatte.show(i, m, "overlay", colour="00FF00"),
+        "fill": lambda i, m: qxmatte.fill(m, (0, 0), "keep")[0],
+        "stretch": lambda i, m: qxmatte.stretch(m, 10, 240),
+        "smooth": lambda i, m: qxmatte.smooth(m, strength=1),
+        "level": lambda i, m: qxmatte.level(i, 120),
+    }
+    for name, call in calls.items():
+        expected = call(image, trimap)
+        for img, tri in zip(strided_views(image), strided_views(trimap)):
+            with untouched(img, tri):
+                np.testing.assert_array_equal(call(img, tri), expected, err_msg=name)
     # H x W x 1 trimaps and read-only arrays are taken as they are.
     tri = trimap[:, :, None].copy()
     tri.flags.writeable = False
-    np.testing.assert_array_equal(qxmatte.matte(image, tri), expected)
+    np.testing.assert_array_equal(qxmatte.matte(image, tri), calls["matte"](image, trimap))
 
 
 def test_progress_reaches_any_callable_and_its_exceptions_come_back():

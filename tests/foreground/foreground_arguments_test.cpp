@@ -101,7 +101,7 @@ TEST(ForegroundArguments, ResultsDoNotDependOnTheThreadCount) {
     const qxtest::Composite c = qxtest::makeComposite(120, 90, 5, 6);
     qxtest::ProgressLog log;
     cv::Mat reference;
-    for (int threads : {1, 2, 4, 4, 1}) {
+    for (int threads : {1, 4, 2}) {
         qxtest::ThreadCount t(threads);
         Host whole(c.image, c.alpha), cell(c.image, c.alpha);
         ASSERT_EQ(qxRecoverForeground(&whole.job, 1), 0);

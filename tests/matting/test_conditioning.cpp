@@ -35,6 +35,8 @@ TEST(SplitMarks, StretchesInEightBitFixedPointAndMarksTheEnds) {
     EXPECT_EQ(split({0, 1, 2, 128, 254, 255}, 255, 1), "0 0 1 127 253 254 | 110000 000000");
     // 100 steps: multiplier 163, (v - 100) * 163 / 64 rounded, saturating.
     EXPECT_EQ(split({50, 100, 150, 199, 200, 255}, 200, 100), "0 0 127 252 255 255 | 110011 000011");
+    // 30 steps: multiplier 544 held to 255, so the top bound stops at 120.
+    EXPECT_EQ(split({100, 115, 130}, 130, 100), "0 60 120 | 100 000");
     EXPECT_EQ(split({0, 3, 255}, 255, 0), "0 3 255 | 101 001");
 }
 

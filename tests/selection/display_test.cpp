@@ -19,8 +19,9 @@ struct Row {
 };
 
 TEST(ShowImageAlpha, TintRaisesBytesByMarkAndClassColoursTakeExactValues) {
-    // 194 and 193 darken to 170 and 169, which rise to 255 and 254; byte 3 stays.
-    Row r{{194, 193, 194, 33, 193, 193, 193, 33, 194, 193, 193, 33, 193, 194, 193, 33, 193, 193, 194, 33},
+    // 194 and 193 darken to 170 and 169, which rise to 255 and 254; 255
+    // darkens to 223, whose rise saturates at 255; byte 3 stays.
+    Row r{{255, 193, 194, 33, 193, 193, 193, 33, 194, 193, 193, 33, 193, 194, 193, 33, 193, 193, 194, 33},
           {0x80, 0x00, 0x01, 0xFF, 0x33}};
     EXPECT_EQ(1, r.show(1, 7, 7));  // the stretch bounds are not used here
     EXPECT_EQ(r.px, (Bytes{255, 169, 170, 33, 254, 169, 169, 33, 170, 169, 254, 33, 169, 255, 169, 33, 169, 254, 255, 33}));
