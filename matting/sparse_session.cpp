@@ -171,7 +171,7 @@ int sparseAnalyse(SparseSession& s, int order, const float* values, const int* r
     s.common.final_asis = 1;
     s.common.postorder = 1;
     s.common.nmethods = 1;
-    s.common.method[0].ordering = s.ordering >= 0 ? s.ordering : defaultOrdering(order);
+    s.common.method[0].ordering = s.givenOrder ? CHOLMOD_GIVEN : s.ordering >= 0 ? s.ordering : defaultOrdering(order);
 
     size_t count = static_cast<size_t>(rowStart[order]) - 1;
     s.matrix = cholmod_allocate_sparse(order, order, count, 1, 1, -1, CHOLMOD_REAL, &s.common);
@@ -197,7 +197,7 @@ int sparseAnalyse(SparseSession& s, int order, const float* values, const int* r
     p[order] = static_cast<int>(count);
     s.matrix->sorted = sorted;
 
-    s.factor = cholmod_analyze(s.matrix, &s.common);
+    s.factor = cholmod_analyze_p(s.matrix, const_cast<int*>(s.givenOrder), nullptr, 0, &s.common);
     if (!s.factor && s.common.status == CHOLMOD_NOT_INSTALLED && s.common.method[0].ordering != CHOLMOD_AMD) {
         // The partitioning ordering is optional in the solver's build.
         s.common.status = CHOLMOD_OK;
