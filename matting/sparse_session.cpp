@@ -28,6 +28,8 @@ constexpr int kSparseFailed = -4;        // any other failure inside the solver
 constexpr double kPivotFloor = 1e-8;
 // Perturbation steps tried after the first one, each 100 times larger.
 constexpr int kPerturbRetries = 2;
+// A residual this small against the right side is left unrefined.
+constexpr double kSettledResidual = 1e-14;
 // Systems of fewer variables are factorised without supernodes.
 constexpr int kSimplicialBelow = 4096;
 
@@ -260,9 +262,14 @@ int sparseSolve(SparseSession& s, const float* rightSide, float* solution) {
     } else {
         // Up to two refinement steps, each kept only if it lowers the
         // residual: with a perturbed factor or a nearly singular matrix a
-        // step can make things worse.
+        // step can make things worse. A residual already at the rounding
+        // level of the double-precision factor (the rule for matting
+        // systems, some 1e-16 of the right side) has nothing left to refine
+        // for a single-precision solution: the same solution up to rounding,
+        // at a third of the solve phase's time.
         double norm = residualNorm(r);
-        for (int step = 0; step < 2 && norm > 0.0; ++step) {
+        const double settled = kSettledResidual * residualNorm(b);
+        for (int step = 0; step < 2 && norm > settled; ++step) {
             cholmod_free_dense(&dx, &c);
             dx = cholmod_solve(CHOLMOD_A, s.factor, r, &c);
             if (!dx) { result = statusResult(c); break; }
