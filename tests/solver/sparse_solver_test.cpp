@@ -39,12 +39,21 @@ TEST(SparseDirect, OrderOneAndRefusals) {
     sparseRelease(s);
 }
 
+// The pixels' coordinates of a w x h grid system and their grid ordering.
+static std::vector<int> gridOrderOf(int w, int h) {
+    std::vector<int> xs(w * h), ys(w * h), given(w * h);
+    for (int i = 0; i < w * h; ++i) xs[i] = i % w, ys[i] = i / w;
+    gridNestedDissection(w * h, xs.data(), ys.data(), 2, given.data());
+    return given;
+}
+
 TEST(SparseDirect, GridSystemInOneSessionWithTwoRightSides) {
     GridSystem g = makeGridSystem(120, 90, 7, 255.0f);
     std::vector<double> truth = smoothField(g.order), bd = symmetricTimes(g, truth);
     std::vector<float> b(bd.begin(), bd.end()), x(g.order), y(b);
+    const std::vector<int> given = gridOrderOf(120, 90);
     SparseSession s;
-    s.ordering = CHOLMOD_NESDIS;
+    s.givenOrder = given.data();  // the matting system's ordering
     ASSERT_EQ(sparseAnalyse(s, g.order, g.values.data(), g.rowStart.data(), g.columns.data()), kSparseOk);
     ASSERT_EQ(sparseFactorise(s), kSparseOk);
     ASSERT_EQ(sparseSolve(s, b.data(), x.data()), kSparseOk);
@@ -56,8 +65,8 @@ TEST(SparseDirect, GridSystemInOneSessionWithTwoRightSides) {
 }
 
 TEST(GridOrder, APermutationForAnyShapeWithTheFillOfMinimumDegree) {
-    // Every unknown once, whatever the shape: a full grid, a ring one pixel
-    // wide, one row, a column, a single pixel, a scatter with gaps.
+    // Every unknown once, whatever the shape: a full grid, a thin ring, one
+    // row, a column, a single pixel, a scatter with gaps.
     const int w = 90, h = 70;
     std::vector<std::vector<int>> shapes(6);  // pixel indices y * w + x
     for (int i = 0; i < w * h; ++i) {
@@ -79,27 +88,18 @@ TEST(GridOrder, APermutationForAnyShapeWithTheFillOfMinimumDegree) {
         std::iota(all.begin(), all.end(), 0);
         EXPECT_EQ(order, all) << n << " unknowns";
     }
-    // On a matting-shaped grid: the solution of the minimum degree ordering,
-    // with at most a tenth more fill.
+    // On a matting-shaped grid at most a tenth more fill than minimum degree.
     const GridSystem g = makeGridSystem(w, h, 7, 255.0f);
-    std::vector<int> xs(g.order), ys(g.order), given(g.order);
-    for (int i = 0; i < g.order; ++i) xs[i] = i % w, ys[i] = i / w;
-    gridNestedDissection(g.order, xs.data(), ys.data(), 2, given.data());
-    const std::vector<double> truth = smoothField(g.order), bd = symmetricTimes(g, truth);
-    const std::vector<float> b(bd.begin(), bd.end());
-    std::vector<float> x[2] = {std::vector<float>(g.order), std::vector<float>(g.order)};
+    const std::vector<int> given = gridOrderOf(w, h);
     double fill[2];
     for (int k = 0; k < 2; ++k) {
         SparseSession s;
         s.ordering = CHOLMOD_AMD;
         if (k == 1) s.givenOrder = given.data();
         ASSERT_EQ(sparseAnalyse(s, g.order, g.values.data(), g.rowStart.data(), g.columns.data()), kSparseOk);
-        ASSERT_EQ(sparseFactorise(s), kSparseOk);
-        ASSERT_EQ(sparseSolve(s, b.data(), x[k].data()), kSparseOk);
         fill[k] = s.common.lnz;
     }
     EXPECT_LT(fill[1], 1.1 * fill[0]);
-    EXPECT_LT(relativeDistance(x[1], x[0]), 1e-6);
 }
 
 TEST(SparseDirect, SingularMatricesAreFactorisedWithAPerturbation) {
