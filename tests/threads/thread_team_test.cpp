@@ -121,8 +121,7 @@ TEST(ThreadTeam, OneThreadStartsNoThreadAndTwoDo) {
 
 TEST(ThreadTeam, SameBytesAtAnyThreadCountAndRun) {
     // Every road: the matte at full and at reduced size, the keep/cut tiles
-    // at full and at half size (the tiles reuse their work buffers, so a
-    // second run and later tiles see buffers left by earlier ones).
+    // at full and at half size; a thread count run twice.
     const Photo photo(320, 240);
     const int saved = omp_get_max_threads();
     std::vector<unsigned char> first[4];
