@@ -1,6 +1,7 @@
 // Times of the sparse direct solver's phases on matting-shaped grid systems
 // (3x3-window Laplacian plus a diagonal on known pixels) for each available
-// fill-reducing ordering, with the factor's size and the peak resident
+// fill-reducing ordering (grid: nested dissection by the pixels'
+// coordinates, gridNestedDissection), with the factor's size and the peak resident
 // memory. Each case runs in a child process so that its peak is its own.
 //
 //   bench_solver [repeats]      (default 2; the best time of the repeats)
@@ -15,6 +16,7 @@
 #include <cstring>
 #include <vector>
 
+#include "matting/sparse_grid_order.h"
 #include "matting/sparse_solver.h"
 #include "solver/grid_system.h"
 
@@ -55,12 +57,19 @@ Result runCase(int side, int ordering, int repeats) {
         std::fputs("5", f);
         std::fclose(f);
     }
+    // The ordering by the pixels' coordinates (CHOLMOD_GIVEN here).
+    std::vector<int> xs(g.order), ys(g.order), given(g.order);
+    for (int i = 0; i < g.order; ++i) xs[i] = i % side, ys[i] = i / side;
     long baseKb = statusKb("VmRSS:");
     Result r;
     for (int k = 0; k < repeats; ++k) {
         SparseSession s;
         s.ordering = ordering;
         auto t0 = std::chrono::steady_clock::now();
+        if (ordering == CHOLMOD_GIVEN) {
+            gridNestedDissection(g.order, xs.data(), ys.data(), 2, given.data());
+            s.givenOrder = given.data();
+        }
         r.status = sparseAnalyse(s, g.order, g.values.data(), g.rowStart.data(), g.columns.data());
         r.analyse = std::fmin(r.analyse, seconds(t0));
         if (r.status) return r;
@@ -84,6 +93,7 @@ Result runCase(int side, int ordering, int repeats) {
 const char* orderingName(int ordering) {
     switch (ordering) {
         case CHOLMOD_AMD: return "AMD";
+        case CHOLMOD_GIVEN: return "grid";
         case CHOLMOD_METIS: return "METIS";
         case CHOLMOD_NESDIS: return "NESDIS";
         default: return ordering < 0 ? "default" : "?";
@@ -100,7 +110,7 @@ int main(int argc, char** argv) {
     std::printf("%8s %8s %-8s %10s %10s %10s %10s %10s %10s\n", "unknowns", "side", "ordering", "analyse_s",
                 "factor_s", "solve_s", "L_MB", "peak_MB", "rel_err");
     for (int side : {160, 317, 548}) {
-        for (int ordering : {-1, CHOLMOD_AMD, CHOLMOD_METIS, CHOLMOD_NESDIS}) {
+        for (int ordering : {-1, CHOLMOD_AMD, CHOLMOD_METIS, CHOLMOD_NESDIS, CHOLMOD_GIVEN}) {
             int pipe[2];
             if (::pipe(pipe)) return 1;
             std::fflush(stdout);

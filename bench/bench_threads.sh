@@ -4,11 +4,12 @@
 # (10%) unknown band, at 1 and 2 threads, under each BLAS build Debian ships
 # (the library links the single-threaded OpenBLAS; the others are put in its
 # place with LD_PRELOAD). Per run: wall, user and kernel CPU seconds, the
-# kernel's share of the CPU, voluntary and involuntary context switches, peak
-# resident memory and megabytes per megapixel. Prints the machine's load
+# kernel's share of the CPU, voluntary and involuntary context switches, minor
+# page faults, peak resident memory and megabytes per megapixel. Prints the machine's load
 # before and after: on a shared machine read the CPU and switch columns.
 #
-#   bench/bench_threads.sh BUILD_DIR [quick]    quick: the matte only
+#   bench/bench_threads.sh BUILD_DIR [quick|cutout]    quick: the matte only;
+#   cutout: the cut-outs under the linked BLAS only
 set -u
 build=${1:-build} quick=${2:-}
 tool=$build/qxmatte
@@ -34,7 +35,8 @@ def photo(w, h, band, name):
     Image.fromarray(np.clip(a * fg + (1 - a) * bg + noise + 0.5, 0, 255).astype(np.uint8)).save(f"{sys.argv[1]}/{name}.png")
     marks = np.where(np.abs(d) <= r, 128, np.where(d > 0, 255, 0)).astype(np.uint8)
     Image.fromarray(marks).save(f"{sys.argv[1]}/{name}_marks.png")
-photo(800, 600, 0.16, "small")
+if sys.argv[2] != "cutout":
+    photo(800, 600, 0.16, "small")
 if sys.argv[2] != "quick":
     photo(4000, 3000, 0.03, "narrow")
     photo(4000, 3000, 0.10, "wide")
@@ -49,8 +51,8 @@ blas_preload() {
 }
 
 echo "load before: $(cut -d' ' -f1-3 /proc/loadavg) on $(nproc) cores"
-printf '| road | BLAS | threads | wall s | user s | kernel s | kernel %% | voluntary cs | involuntary cs | peak MB | MB/MP |\n'
-printf '|---|---|---|---|---|---|---|---|---|---|---|\n'
+printf '| road | BLAS | threads | wall s | user s | kernel s | kernel %% | voluntary cs | involuntary cs | minor faults | peak MB | MB/MP |\n'
+printf '|---|---|---|---|---|---|---|---|---|---|---|---|\n'
 run() {  # run NAME MEGAPIXELS BLAS THREADS ARGS...
     local name=$1 mp=$2 blas=$3 threads=$4
     shift 4
@@ -58,15 +60,16 @@ run() {  # run NAME MEGAPIXELS BLAS THREADS ARGS...
     preload=$(blas_preload "$blas")
     [[ -z $preload || -e ${preload%%:*} ]] || return 0
     LD_PRELOAD=$preload OMP_NUM_THREADS=$threads timeout 300 /usr/bin/time -o "$work/time" \
-        -f '%e %U %S %w %c %M' "$tool" "$@" -q > /dev/null 2>&1 || { echo "| $name | $blas | $threads | failed |"; return 0; }
-    read -r wall user sys vcs ics kb < "$work/time"
-    awk -v n="$name" -v b="$blas" -v t="$threads" -v w="$wall" -v u="$user" -v s="$sys" -v v="$vcs" -v i="$ics" \
-        -v k="$kb" -v mp="$mp" 'BEGIN { printf "| %s | %s | %d | %.2f | %.2f | %.2f | %.0f | %d | %d | %.0f | %.0f |\n",
-        n, b, t, w, u, s, 100 * s / (u + s + 1e-9), v, i, k / 1024, k / 1024 / mp }'
+        -f '%e %U %S %w %c %R %M' "$tool" "$@" -q > /dev/null 2>&1 || { echo "| $name | $blas | $threads | failed |"; return 0; }
+    read -r wall user sys vcs ics minor kb < "$work/time"
+    awk -v n="$name" -v b="$blas" -v t="$threads" -v w="$wall" -v u="$user" -v s="$sys" -v v="$vcs" -v i="$ics" -v f="$minor" \
+        -v k="$kb" -v mp="$mp" 'BEGIN { printf "| %s | %s | %d | %.2f | %.2f | %.2f | %.0f | %d | %d | %d | %.0f | %.0f |\n",
+        n, b, t, w, u, s, 100 * s / (u + s + 1e-9), v, i, f, k / 1024, k / 1024 / mp }'
 }
 for blas in serial pthread openmp reference; do
     for threads in 1 2; do
-        run "matte 0.48 MP" 0.48 $blas $threads matte "$work/small.png" "$work/small_marks.png" -o "$work/a.png"
+        [[ $quick == cutout && $blas != serial ]] && continue
+        [[ $quick == cutout ]] || run "matte 0.48 MP" 0.48 $blas $threads matte "$work/small.png" "$work/small_marks.png" -o "$work/a.png"
         [[ $quick == quick ]] && continue
         [[ $blas == serial || $blas == pthread ]] || continue
         run "cutout 12 MP, 3% band" 12 $blas $threads cutout "$work/narrow.png" "$work/narrow_marks.png" -o "$work/c.png" --no-colours

@@ -9,8 +9,9 @@
 namespace qx {
 
 int solveSparseDirect(int order, const float* values, const int* rowStart, const int* columns,
-                      float* rightSide, float* scratch) {
+                      float* rightSide, float* scratch, const int* givenOrder) {
     SparseSession session;
+    session.givenOrder = givenOrder;
     // Out of memory is the caller's to report (result 0); any other failure
     // is thrown with the phase's code. The session is released either way.
     auto check = [&session](int result, int thrown) {

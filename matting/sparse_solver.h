@@ -26,6 +26,7 @@ struct SparseSession {
     bool started = false;               // cholmod_start has run
     bool factorised = false;            // factor holds usable numbers
     int ordering = -1;                  // CHOLMOD_AMD, _METIS, _NESDIS; negative: AMD
+    const int* givenOrder = nullptr;    // an ordering of the caller's (order entries), used instead
     bool perturbFromStart = false;      // singular by construction: factorise perturbed at once
 
     SparseSession() = default;
@@ -53,8 +54,9 @@ void sparseRelease(SparseSession& session);
 // for the solver. Returns 1, or 0 if the solver ran out of memory (after
 // releasing it). Other failures throw kAnalysisFailed, kFactorisationFailed or
 // kSolvePhaseFailed, with the solver's memory released.
+// givenOrder, when not null, is the fill-reducing ordering to use.
 int solveSparseDirect(int order, const float* values, const int* rowStart, const int* columns,
-                      float* rightSide, float* scratch);
+                      float* rightSide, float* scratch, const int* givenOrder = nullptr);
 
 // Jacobi-preconditioned conjugate gradient on the same storage in double
 // precision. x is the start on entry and the solution on return; work holds
