@@ -153,7 +153,7 @@ struct Road {
     std::function<cv::Mat(const cv::Mat& image, const cv::Mat& trimap)> run;
     double sad = 0, mse = 0, wall = 0, cpu = 0;
     int count = 0;
-    std::vector<double> cpus;  // per composite
+    std::vector<double> cpus{};  // per composite
 };
 
 }  // namespace

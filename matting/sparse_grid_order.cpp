@@ -66,7 +66,7 @@ struct Dissection {
 void gridNestedDissection(int n, const int* xs, const int* ys, int reach, int* order) {
     std::vector<int> pending(n);
     for (int i = 0; i < n; ++i) pending[i] = i;
-    Dissection d{xs, ys, reach, order};
+    Dissection d{xs, ys, reach, order, 0, {}, {}};
     d.run(pending.data(), n);
 }
 
