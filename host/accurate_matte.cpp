@@ -34,7 +34,10 @@ AccurateMarks prepareAccurateMarks(const cv::Mat& image, const cv::Mat& marks, c
     const cv::Mat free = (marks & 1) == 0;
     const cv::Mat sure = free & (out.sampled.confidence > params.confident);
     out.marks = marks.clone();
-    out.marks.setTo(kMarkCut, sure & (out.sampled.alpha <= params.certainLevels));
+    // Cut only where the background sample itself explains the colour: a
+    // faint strand over it is a few levels off, and the solve keeps it.
+    out.marks.setTo(kMarkCut, sure & (out.sampled.alpha <= params.certainLevels) &
+                                  (out.sampled.fromBackground <= params.backgroundLevels));
     out.marks.setTo(kMarkKeep, sure & (out.sampled.alpha >= 255 - params.certainLevels));
     // The solve needs a few free pixels; when sampling settles (almost) all of
     // them the marks go to the solve as they came.

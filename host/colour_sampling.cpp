@@ -1,12 +1,14 @@
 // Colour sampling: an alpha and a confidence for every unknown pixel of a
 // trimap from foreground and background colours found along rays.
 //
-// From each unknown pixel a fan of rays runs out in directions turned by a
-// small per-pixel pattern, so that neighbours look along different lines. The
-// first known foreground pixel and the first known background pixel a ray
-// meets are candidates; a ray runs on through known pixels of the other kind,
-// so a background hole enclosed by foreground still finds background beyond
-// it. Every candidate pair gives the alpha that best explains the pixel's
+// From each small block of unknown pixels a fan of rays runs out in
+// directions turned by a per-block pattern, so that neighbouring blocks look
+// along different lines; rays leap over the pixels nearer than any known
+// pixel of the kinds they still look for. The first known foreground pixel
+// and the first known background pixel a ray meets are candidates; a ray
+// runs on through known pixels of the other kind, so a background hole
+// enclosed by foreground still finds background beyond it. For each pixel of
+// the block every candidate pair gives the alpha that best explains its
 // colour on the line between them, a = (I - B).(F - B) / |F - B|^2, and the
 // pair with the least colour distortion |I - (a F + (1 - a) B)| (plus a little
 // for far samples) wins. A second pass lets each pixel try the winning pairs
@@ -14,6 +16,8 @@
 // most of the noise out of single rays. The confidence falls with the
 // remaining distortion and with how close the two colours are.
 #include <omp.h>
+
+#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <array>
@@ -61,24 +65,46 @@ struct Hit {
     float distance;
 };
 
+// Distances (pixels, CV_32FC1) from every pixel to the nearest foreground
+// and the nearest background pixel of the trimap: a ray leaps over as much as
+// lies closer than either kind it still looks for, which cannot miss one.
+struct KnownDistances {
+    cv::Mat toFore, toBack;
+};
+
+KnownDistances knownDistances(const cv::Mat& trimap) {
+    KnownDistances d;
+    cv::distanceTransform(trimap != 255, d.toFore, cv::DIST_L2, cv::DIST_MASK_PRECISE);
+    cv::distanceTransform(trimap != 0, d.toBack, cv::DIST_L2, cv::DIST_MASK_PRECISE);
+    return d;
+}
+
 // The first foreground and background pixels along the ray from (x, y).
-void castRay(const cv::Mat& image, const cv::Mat& trimap, int x, int y, float dx, float dy, int maxSteps,
-             std::vector<Hit>& fg, std::vector<Hit>& bg) {
+void castRay(const cv::Mat& image, const cv::Mat& trimap, const KnownDistances& known, int x, int y, float dx,
+             float dy, float maxDistance, std::vector<Hit>& fg, std::vector<Hit>& bg) {
     bool haveF = false, haveB = false;
-    float px = x + 0.5f, py = y + 0.5f;
-    for (int s = 1; s <= maxSteps && !(haveF && haveB); ++s) {
-        px += dx;
-        py += dy;
+    float px = x + 0.5f, py = y + 0.5f, travelled = 0, leap = 1;
+    while (!(haveF && haveB)) {
+        px += leap * dx;
+        py += leap * dy;
+        travelled += leap;
         const int ix = static_cast<int>(px), iy = static_cast<int>(py);
-        if (px < 0 || py < 0 || ix >= image.cols || iy >= image.rows) return;
+        if (travelled > maxDistance || px < 0 || py < 0 || ix >= image.cols || iy >= image.rows) return;
         const unsigned char t = trimap.at<unsigned char>(iy, ix);
         if (t == 255 && !haveF) {
-            fg.push_back({colourAt(image, ix, iy), static_cast<float>(s)});
+            fg.push_back({colourAt(image, ix, iy), travelled});
             haveF = true;
         } else if (t == 0 && !haveB) {
-            bg.push_back({colourAt(image, ix, iy), static_cast<float>(s)});
+            bg.push_back({colourAt(image, ix, iy), travelled});
             haveB = true;
         }
+        // Every pixel whose centre lies within the nearest distance of the kinds
+        // still missing is neither; 1.5 covers the ray point's offset from the
+        // centres on both ends.
+        float clear = 1e30f;
+        if (!haveF) clear = known.toFore.at<float>(iy, ix);
+        if (!haveB) clear = std::min(clear, known.toBack.at<float>(iy, ix));
+        leap = std::max(1.0f, std::floor(clear - 1.5f));
     }
 }
 
@@ -94,33 +120,52 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
     SampledAlpha out;
     out.alpha = trimap.clone();
     out.confidence = cv::Mat(trimap.size(), CV_32FC1, cv::Scalar(1.0f));
+    out.fromBackground = cv::Mat(trimap.size(), CV_32FC1, cv::Scalar(0.0f));
     std::vector<Pair> best(static_cast<std::size_t>(w) * h);
 
-    // First pass: candidates along the rays, the best pair of each pixel.
+    // First pass: the rays of each block of gridStep x gridStep pixels start
+    // from its corner and are shared by its unknown pixels (rays are most of
+    // the cost, as they read the image far apart); each pixel picks from the
+    // candidates the pair that best explains its own colour.
     const float turn = 2 * static_cast<float>(CV_PI) / params.rays;
+    const int step = std::max(1, params.gridStep);
+    const KnownDistances known = knownDistances(trimap);
+    auto unknownAt = [&](int x, int y) {
+        const unsigned char t = trimap.at<unsigned char>(y, x);
+        return t != 0 && t != 255;
+    };
 #pragma omp parallel for schedule(static)
-    for (int y = 0; y < h; ++y) {
+    for (int by = 0; by < h; by += step) {
         std::vector<Hit> fg, bg;
-        for (int x = 0; x < w; ++x) {
-            if (trimap.at<unsigned char>(y, x) == 0 || trimap.at<unsigned char>(y, x) == 255) continue;
+        for (int bx = 0; bx < w; bx += step) {
+            const int ex = std::min(w, bx + step), ey = std::min(h, by + step);
+            bool any = false;
+            for (int y = by; y < ey && !any; ++y)
+                for (int x = bx; x < ex && !any; ++x) any = unknownAt(x, y);
+            if (!any) continue;
             fg.clear();
             bg.clear();
-            // A 3 x 3 pattern of turns so that neighbours' rays interleave.
-            const float offset = ((x % 3) * 3 + (y % 3)) / 9.0f;
+            // A 3 x 3 pattern of turns so that neighbouring blocks' rays interleave.
+            const float offset = (((bx / step) % 3) * 3 + ((by / step) % 3)) / 9.0f;
             for (int r = 0; r < params.rays; ++r) {
                 const float angle = (r + offset) * turn;
-                castRay(image, trimap, x, y, std::cos(angle), std::sin(angle), params.maxDistance, fg, bg);
+                castRay(image, trimap, known, bx, by, std::cos(angle), std::sin(angle),
+                        static_cast<float>(params.maxDistance), fg, bg);
             }
-            const auto c = colourAt(image, x, y);
-            Pair& p = best[static_cast<std::size_t>(y) * w + x];
-            for (const Hit& f : fg)
-                for (const Hit& b : bg) {
-                    float e;
-                    fitAlpha(c, f.colour, b.colour, &e);
-                    const float cost = e + params.distanceWeight * (f.distance + b.distance);
-                    if (cost < p.cost) p = {f.colour, b.colour, cost};
+            for (int y = by; y < ey; ++y)
+                for (int x = bx; x < ex; ++x) {
+                    if (!unknownAt(x, y)) continue;
+                    const auto c = colourAt(image, x, y);
+                    Pair& p = best[static_cast<std::size_t>(y) * w + x];
+                    for (const Hit& f : fg)
+                        for (const Hit& b : bg) {
+                            float e;
+                            fitAlpha(c, f.colour, b.colour, &e);
+                            const float cost = e + params.distanceWeight * (f.distance + b.distance);
+                            if (cost < p.cost) p = {f.colour, b.colour, cost};
+                        }
+                    if (p.cost < 1e30f) fitAlpha(c, p.f, p.b, &p.cost);  // keep the distortion alone
                 }
-            if (p.cost < 1e30f) fitAlpha(c, p.f, p.b, &p.cost);  // keep the distortion alone
         }
     }
 
@@ -159,6 +204,7 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
             }
             if (n == 0) {  // no ray met both kinds: nothing known here
                 out.confidence.at<float>(y, x) = 0;
+                out.fromBackground.at<float>(y, x) = 255;
                 out.alpha.at<unsigned char>(y, x) = 128;
                 continue;
             }
@@ -175,6 +221,9 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
             const float fit = std::exp(-e * e / (params.distortionScale * params.distortionScale));
             const float separation = std::min(1.0f, std::sqrt(sep) / params.separationScale);
             out.confidence.at<float>(y, x) = fit * separation;
+            float toBack = 0;
+            for (int k = 0; k < 3; ++k) toBack += (c[k] - b[k]) * (c[k] - b[k]);
+            out.fromBackground.at<float>(y, x) = std::sqrt(toBack);
         }
     }
     return out;

@@ -133,12 +133,7 @@ RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadS
                        trimapUnknownCount(trimap) < 3))
         throw LibraryFailure("qxKeepCutToAlpha", -5);
 
-    // 2. The route.
-    double budget = libraryMemoryBudget();
-    RoadResult result;
-    result.plan = planRoute(trimap, settings, budget);
-
-    // 3. The marks of the solve. Colour sampling fixes the unknown pixels it
+    // 2. The marks of the solve. Colour sampling fixes the unknown pixels it
     // is sure are background or foreground (enclosed holes included), so the
     // solve has fewer unknowns; stretch bounds, which give the trimap's values
     // other meanings, keep the designed solve.
@@ -151,6 +146,11 @@ RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadS
         marks = prepareAccurateMarks(image, marks).marks;
         solveTrimap = trimapFromMarks(marks);
     }
+
+    // 3. The route, for the unknown pixels left.
+    double budget = libraryMemoryBudget();
+    RoadResult result;
+    result.plan = planRoute(solveTrimap, settings, budget);
 
     // 4. The solve, with a smaller route as a second line when the library
     // still finds the system or its memory too large.
@@ -165,7 +165,7 @@ RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadS
         } catch (const LibraryFailure& f) {
             if (!sizeOrMemory(f)) throw;
             const RoutePlan failed = result.plan;
-            if (!fallBack(result.plan, trimap, settings, budget)) {
+            if (!fallBack(result.plan, solveTrimap, settings, budget)) {
                 if (settings.choice == RouteChoice::LibraryMatte || settings.choice == RouteChoice::LibraryTiles ||
                     settings.halfTiles)
                     throw;

@@ -39,14 +39,8 @@ TEST(ColourSampling, RampAlphaConfidenceAndKnownPixels) {
         EXPECT_GT(s.confidence.at<float>(2, x), 0.9f) << x;  // exact fit, colours far apart
     }
     EXPECT_LT(s.confidence.at<float>(4, 20), 0.05f);
-    // Known pixels keep the trimap's value with full confidence; all within 0..1.
-    const cv::Mat known = r.trimap != 128;
-    EXPECT_EQ(0, cv::norm(s.alpha, r.trimap, cv::NORM_INF, known));
-    double lo, hi;
-    cv::minMaxLoc(s.confidence, &lo, &hi);
-    EXPECT_GE(lo, 0.0);
-    EXPECT_LE(hi, 1.0);
-    EXPECT_EQ(1.0, cv::mean(s.confidence, known)[0]);
+    // Known pixels keep the trimap's value.
+    EXPECT_EQ(0, cv::norm(s.alpha, r.trimap, cv::NORM_INF, r.trimap != 128));
 
     // Near colours give an ill-posed alpha: little confidence however good the
     // fit. Exact fits 4 levels apart in each channel: |F - B| / 60 = 0.1155.
@@ -81,20 +75,16 @@ TEST(AccurateMatte, EnclosedHoleBecomesCutAndCertainPixelsStay) {
     const qxhost::AccurateMarks prepared = qxhost::prepareAccurateMarks(h.image, marks);
     EXPECT_EQ(qxhost::kMarkCut, prepared.marks.at<unsigned char>(40, 40));  // the hole's centre
     EXPECT_EQ(qxhost::kMarkKeep, prepared.marks.at<unsigned char>(40, 20));  // foreground between hole and ring
-    // Fixed marks are never changed, only free ones fixed.
     const cv::Mat fixed = (marks == qxhost::kMarkCut) | (marks == qxhost::kMarkKeep);
     EXPECT_EQ(0, cv::norm(prepared.marks, marks, cv::NORM_INF, fixed));
 
-    const cv::Mat alpha = qxhost::accurateAlpha(h.image, h.trimap);
-    EXPECT_EQ(0, cv::norm(alpha, h.trimap, cv::NORM_INF, fixed));
-    EXPECT_LT(cv::norm(alpha(cv::Rect(37, 37, 7, 7)), cv::NORM_INF), 8);  // the hole is clear
-    EXPECT_GT(alpha.at<unsigned char>(40, 30), 247);
-    // The host road takes the same step when asked.
+    // Through the road: certain pixels as marked, the hole clear.
     qxhost::RoadSettings accurate;
     accurate.method = qxhost::MatteMethod::Accurate;
     const cv::Mat road = qxhost::solveAnySize(h.image, h.trimap, accurate).alpha;
     EXPECT_EQ(0, cv::norm(road, h.trimap, cv::NORM_INF, fixed));
     EXPECT_LT(cv::norm(road(cv::Rect(37, 37, 7, 7)), cv::NORM_INF), 8);
+    EXPECT_GT(road.at<unsigned char>(40, 30), 247);
 
     // The tile road alike; an odd (fixed) soft mark comes back as its value.
     cv::Mat soft = marks.clone();
@@ -102,13 +92,23 @@ TEST(AccurateMatte, EnclosedHoleBecomesCutAndCertainPixelsStay) {
     const cv::Mat tiled = qxhost::accurateKeepCutToAlpha(h.image, soft, qxhost::CutoutSettings());
     EXPECT_EQ(0, cv::norm(tiled, h.trimap, cv::NORM_INF, fixed));
     EXPECT_EQ(0x81, tiled.at<unsigned char>(40, 12));
-    EXPECT_EQ(0x81, qxhost::prepareAccurateMarks(h.image, soft).marks.at<unsigned char>(40, 12));
-    EXPECT_LT(cv::norm(tiled(cv::Rect(37, 37, 7, 7)), cv::NORM_INF), 8);
+}
+
+// A band of background holding a faint strand (alpha 0.08, 15 levels off)
+// and a patch across a strong edge: only the plain background becomes cut.
+TEST(AccurateMatte, FixesOnlyWhatTheBackgroundExplains) {
+    Ramp r;
+    r.image.colRange(10, 30).setTo(cv::Scalar(kBack));
+    r.image.col(24).setTo(mix(0.08));
+    r.image(cv::Rect(14, 3, 3, 3)).setTo(cv::Scalar(kFore));
+    const cv::Mat fixed = qxhost::prepareAccurateMarks(r.image, qxhost::marksFromTrimap(r.trimap)).marks;
+    EXPECT_EQ(qxhost::kMarkCut, fixed.at<unsigned char>(4, 27));
+    EXPECT_EQ(0, cv::countNonZero(fixed.col(24) == qxhost::kMarkCut));
+    EXPECT_EQ(0, cv::countNonZero(fixed(cv::Rect(14, 3, 3, 3)) == qxhost::kMarkCut));
 }
 
 TEST(AccurateMatte, MethodNames) {
     EXPECT_EQ(qxhost::MatteMethod::Accurate, qxhost::parseMatteMethod("accurate"));
-    EXPECT_EQ(qxhost::MatteMethod::Design, qxhost::parseMatteMethod("design"));
     EXPECT_THROW(qxhost::parseMatteMethod("Design"), std::invalid_argument);
 }
 
