@@ -37,7 +37,7 @@ QxJob makeJob(cv::Mat& pixels, cv::Mat& mask, cv::Mat& aux, cv::Rect rect, Progr
 // selection ends in aux. The session is ended even when a pass fails.
 void runSession(QxJob& job, int iterations) {
     int rc = 1;
-    for (int i = 0; i < iterations && rc == 1; ++i) rc = qxGrabCut(&job, 0);
+    for (int i = 0; i < iterations && rc == 1; ++i) rc = qxGrabCut(&job, 4);
     if (job.grabCutSession) {
         // A session without its ending pass: free it, leave the planes alone.
         QxJob release = job;
@@ -107,46 +107,104 @@ cv::Mat mirroredRegion(const cv::Mat& plane, cv::Rect region) {
     return out;
 }
 
+// Colour models from the pixels a selection is sure of: the object's from
+// the selection shrunk by `depth` pixels and the fixed keep marks, the
+// background's from what lies farther than `depth` from the selection and
+// the fixed cut marks. The pixels near the edge, where object and background
+// mix (strands of hair over the background), would teach each model the
+// other's colours.
+GrabCutModels trustedModels(const cv::Mat& bgr, const cv::Mat& selection, const cv::Mat& cut, const cv::Mat& keep,
+                            int depth) {
+    cv::Mat inner = selection, outer = selection;
+    if (depth > 0) {
+        const cv::Mat disc = cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(2 * depth + 1, 2 * depth + 1));
+        cv::erode(selection, inner, disc);
+        cv::dilate(selection, outer, disc);
+    }
+    const cv::Mat object = (inner | keep) & (cut == 0), background = (outer == 0) | cut;
+    const int count = cv::countNonZero(object | background);
+    if (count == 0) return GrabCutModels();
+    cv::Mat colours(count, 1, CV_8UC3), states(count, 1, CV_8UC1);
+    int n = 0;
+    for (int y = 0; y < bgr.rows; ++y)
+        for (int x = 0; x < bgr.cols; ++x) {
+            const bool o = object.at<unsigned char>(y, x) != 0, b = background.at<unsigned char>(y, x) != 0;
+            if (!o && !b) continue;
+            colours.at<cv::Vec3b>(n) = bgr.at<cv::Vec3b>(y, x);
+            states.at<unsigned char>(n++) = o ? cv::GC_PR_FGD : cv::GC_PR_BGD;
+        }
+    return grabCutModels(colours, states);
+}
+
 }  // namespace
 
 cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect rect, int iterations, Progress progress) {
     checkGrabCutArguments(image, marks, rect, iterations);
     const cv::Rect whole(0, 0, image.cols, image.rows);
-    const cv::Mat pixels = toFourByte(image);
     const cv::Mat imageMarks = sessionMarks(marks, image.size(), rect);
+    cv::Mat bgr = image;
+    if (image.channels() == 4) cv::cvtColor(image, bgr, cv::COLOR_BGRA2BGR);
 
-    // The region: the rectangle and a margin. The margin is fixed cut where
-    // it lies in the image, which gives the first pass background marks to
-    // build its colour models from and covers the coarse level's frame of
-    // definite background; beyond the image's edge it is the mirror image
-    // with the rectangle's marks mirrored, so that frame falls on no real
-    // pixel and an object running off the edge runs on into the mirror.
-    const int margin = std::max(8, static_cast<int>(std::lround(0.08 * std::max(rect.width, rect.height))));
-    const cv::Rect region(rect.x - margin, rect.y - margin, rect.width + 2 * margin, rect.height + 2 * margin);
-    cv::Mat regionPixels = mirroredRegion(pixels, region), regionMarks = mirroredRegion(imageMarks, region);
-    const cv::Rect real = region & whole;
-    if (cv::countNonZero(regionMarks == kMarkCut) == 0) {
+    // The region: the rectangle and a margin, as wide as kGrabCutMargin of
+    // the rectangle's longer side where the image has room, at least 8% of
+    // it. The margin is fixed cut where it lies in the image: the first pass
+    // builds its colour models from it, and a background that only starts to
+    // show beside the rectangle (a large flower behind a figure) is learnt as
+    // background. Beyond the image's edge it is the mirror image with the
+    // rectangle's marks mirrored, so the coarse level's frame of definite
+    // background falls on no real pixel and an object running off the edge
+    // runs on into the mirror.
+    const int side = std::max(rect.width, rect.height);
+    const int wide = std::max(8, static_cast<int>(std::lround(kGrabCutMargin * side)));
+    const int narrow = std::max(8, static_cast<int>(std::lround(0.08 * side)));
+    auto margin = [&](int room) { return std::max(narrow, std::min(wide, room)); };
+    const int left = margin(rect.x), top = margin(rect.y), right = margin(image.cols - rect.br().x),
+              bottom = margin(image.rows - rect.br().y);
+    const cv::Rect region(rect.x - left, rect.y - top, rect.width + left + right, rect.height + top + bottom);
+
+    // The middle level: the image reduced so that the region's longer side
+    // is kGrabCutMiddleSide (or as it is, when smaller), the region cut from
+    // it with its mirrored margin.
+    const double middle = std::min(1.0, double(kGrabCutMiddleSide) / std::max(region.width, region.height));
+    cv::Mat midImage = bgr, midImageMarks = imageMarks;
+    if (middle < 1.0) {
+        const cv::Size size(std::max(1, static_cast<int>(std::lround(image.cols * middle))),
+                            std::max(1, static_cast<int>(std::lround(image.rows * middle))));
+        cv::resize(bgr, midImage, size, 0, 0, cv::INTER_AREA);
+        cv::resize(imageMarks, midImageMarks, size, 0, 0, cv::INTER_NEAREST);
+    }
+    const double sx = double(midImage.cols) / image.cols, sy = double(midImage.rows) / image.rows;
+    const cv::Rect midRegion(static_cast<int>(std::lround(region.x * sx)), static_cast<int>(std::lround(region.y * sy)),
+                             std::max(1, static_cast<int>(std::lround(region.width * sx))),
+                             std::max(1, static_cast<int>(std::lround(region.height * sy))));
+    const cv::Mat midBgr = mirroredRegion(midImage, midRegion);
+    cv::Mat midMarks = mirroredRegion(midImageMarks, midRegion);
+    if (cv::countNonZero(midMarks == kMarkCut) == 0) {
         // A rectangle over the whole image leaves no background to learn
         // from: the mirrored margin, which holds no real pixel, is taken as
         // background instead.
-        cv::Mat inImage = regionMarks(real - region.tl()).clone();
-        regionMarks.setTo(kMarkCut);
-        inImage.copyTo(regionMarks(real - region.tl()));
+        const cv::Rect inside = (midRegion & cv::Rect(0, 0, midImage.cols, midImage.rows)) - midRegion.tl();
+        cv::Mat inImage = midMarks(inside).clone();
+        midMarks.setTo(kMarkCut);
+        inImage.copyTo(midMarks(inside));
     }
 
-    // The session on a reduced copy: the graph cut runs on its one halving,
-    // and the full-size edge is found below.
-    const double scale = std::min(1.0, double(kGrabCutWorkSide) / std::max(region.width, region.height));
-    const cv::Size work(std::max(1, static_cast<int>(std::lround(region.width * scale))),
-                        std::max(1, static_cast<int>(std::lround(region.height * scale))));
-    cv::Mat workPixels = regionPixels, workMarks = regionMarks;
-    if (work != region.size()) {
-        cv::resize(regionPixels, workPixels, work, 0, 0, cv::INTER_AREA);
-        cv::resize(regionMarks, workMarks, work, 0, 0, cv::INTER_NEAREST);
-    }
+    // The session on a copy of at most kGrabCutWorkSide a side, where the
+    // library's graph cut runs without halving.
+    const double scale = std::min(1.0, double(kGrabCutWorkSide) / std::max(midBgr.cols, midBgr.rows));
+    const cv::Size work(std::max(1, static_cast<int>(std::lround(midBgr.cols * scale))),
+                        std::max(1, static_cast<int>(std::lround(midBgr.rows * scale))));
     if (!grabCutAccepts(work.width, work.height))
         throw std::invalid_argument("the rectangle " + std::to_string(rect.width) + "x" + std::to_string(rect.height) +
                                     " is too narrow for GrabCut");
+    cv::Mat workBgr = midBgr, workMarks = midMarks;
+    if (work != midBgr.size()) {
+        cv::resize(midBgr, workBgr, work, 0, 0, cv::INTER_AREA);
+        cv::resize(midMarks, workMarks, work, 0, 0, cv::INTER_NEAREST);
+    }
+    cv::Mat workPixels;
+    cv::cvtColor(workBgr, workPixels, cv::COLOR_BGR2BGRA);
+    const cv::Mat workCut = workMarks == kMarkCut, workKeep = workMarks == kMarkKeep;
     cv::Mat workAux = workMarks.clone();
     {
         QxJob job = makeJob(workPixels, workMarks, workAux, cv::Rect(cv::Point(), work), progress);
@@ -154,34 +212,60 @@ cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect re
     }
     const cv::Mat workSelection = workAux >= 0x80;
 
-    // Colour models of that selection, over the region with its margin.
-    cv::Mat states(work, CV_8UC1, cv::Scalar(cv::GC_PR_BGD));
-    states.setTo(cv::GC_PR_FGD, workSelection);
-    states.setTo(cv::GC_BGD, workAux == kMarkCut);
-    states.setTo(cv::GC_FGD, workAux == kMarkKeep);
-    cv::Mat workBgr;
-    cv::cvtColor(workPixels, workBgr, cv::COLOR_BGRA2BGR);
-    const GrabCutModels models = grabCutModels(workBgr, states);
+    // Two rounds on the middle level, each learning the colour models (on
+    // the session's copy: statistics need no more) from the pixels the last
+    // selection is sure of, then cutting again in a band of ten session
+    // pixels around its edge, wide enough to bring back a part the coarse cut
+    // lost (hair, a thin limb). The cut weighs its energy as the full-size
+    // picture would: a middle pixel stands for 1/middle^2 pixels, an edge
+    // between two for 1/middle, so the colour term is weighted by 1/middle
+    // against the smoothness term. Unweighted, smoothing on a reduced copy
+    // swallows what is narrow.
+    cv::Mat midSelection;
+    cv::resize(workSelection, midSelection, midBgr.size(), 0, 0, cv::INTER_LINEAR);
+    midSelection = midSelection >= 128;
+    const cv::Mat midFixed = (midMarks & 1) != 0;
+    midSelection.setTo(0, midMarks == kMarkCut);
+    midSelection.setTo(255, midMarks == kMarkKeep);
+    const int wideRadius = std::max(
+        3, static_cast<int>(std::lround(10.0 * std::max(midBgr.cols, midBgr.rows) / std::max(work.width, work.height))));
+    GrabCutModels models;
+    for (int round = 0; round < 2; ++round) {
+        cv::Mat chosen = workSelection;
+        if (round > 0) {
+            cv::resize(midSelection, chosen, work, 0, 0, cv::INTER_AREA);
+            chosen = chosen >= 128;
+        }
+        models = trustedModels(workBgr, chosen, workCut, workKeep, 4);
+        refineGrabCutEdge(midBgr, midSelection, midFixed, models, wideRadius, 1.0 / middle);
+    }
 
-    // Back to full size, the rectangle only.
-    cv::Mat regionSelection;
-    cv::resize(workSelection, regionSelection, region.size(), 0, 0, cv::INTER_LINEAR);
-    cv::Mat selection = cv::Mat::zeros(image.size(), CV_8UC1);
-    cv::Mat(regionSelection(real - region.tl()) >= 128).copyTo(selection(real));
-    selection.setTo(0, imageMarks == kMarkCut);
-    selection.setTo(255, imageMarks == kMarkKeep);
-
-    // The edge again at full size, in a band of about two coarse pixels
-    // (one halving below the reduced copy), on the rectangle and one pixel
-    // around it for the neighbours.
-    const double coarsePixel = 2.0 * std::max(region.width, region.height) / std::max(work.width, work.height);
-    const int radius = std::max(3, static_cast<int>(std::lround(2.0 * coarsePixel)));
+    // Back to full size over the rectangle and one pixel around it (the
+    // neighbours of its edge), and the edge decided there again in a band of
+    // two middle pixels.
     const cv::Rect area = cv::Rect(rect.x - 1, rect.y - 1, rect.width + 2, rect.height + 2) & whole;
-    cv::Mat bgr;
-    cv::cvtColor(pixels(area), bgr, cv::COLOR_BGRA2BGR);
-    const cv::Mat locked = (imageMarks(area) & 1) != 0;
-    cv::Mat areaSelection = selection(area);
-    refineGrabCutEdge(bgr, areaSelection, locked, models, radius);
+    cv::Mat areaSelection;
+    if (middle < 1.0) {
+        // Full-size pixel (x, y) of the area sits at ((x + 0.5) s - 0.5) on
+        // the middle level, s its pixels per full-size pixel.
+        const double mx = double(midBgr.cols) / region.width, my = double(midBgr.rows) / region.height;
+        const cv::Matx23d toMiddle(mx, 0, (area.x - region.x + 0.5) * mx - 0.5, 0, my,
+                                   (area.y - region.y + 0.5) * my - 0.5);
+        cv::warpAffine(midSelection, areaSelection, toMiddle, area.size(), cv::INTER_LINEAR | cv::WARP_INVERSE_MAP,
+                       cv::BORDER_REPLICATE);
+        areaSelection = areaSelection >= 128;
+    } else {
+        areaSelection = midSelection(area - region.tl()).clone();
+    }
+    const cv::Mat areaMarks = imageMarks(area);
+    areaSelection.setTo(0, areaMarks == kMarkCut);
+    areaSelection.setTo(255, areaMarks == kMarkKeep);
+    if (middle < 1.0) {
+        const int fineRadius = std::max(3, static_cast<int>(std::lround(2.0 / middle)));
+        refineGrabCutEdge(bgr(area), areaSelection, (areaMarks & 1) != 0, models, fineRadius);
+    }
+    cv::Mat selection = cv::Mat::zeros(image.size(), CV_8UC1);
+    areaSelection.copyTo(selection(area));
     return selection;
 }
 

@@ -96,7 +96,7 @@ GrabCutModels grabCutModels(const cv::Mat& bgr, const cv::Mat& states) {
 }
 
 int refineGrabCutEdge(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& locked, const GrabCutModels& models,
-                      int radius) {
+                      int radius, double dataWeight) {
     if (models.background.empty() || models.foreground.empty() || radius < 1) return 0;
     const cv::Mat kernel = cv::getStructuringElement(cv::MORPH_RECT, cv::Size(2 * radius + 1, 2 * radius + 1));
     cv::Mat grown, shrunk;
@@ -139,7 +139,7 @@ int refineGrabCutEdge(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& loc
             if (n[x] < 0) continue;
             const cv::Vec3b& c = bgr.at<cv::Vec3b>(y, x);
             const int v = graph.addVtx();
-            double toSource = background.cost(c), toSink = foreground.cost(c);
+            double toSource = dataWeight * background.cost(c), toSink = dataWeight * foreground.cost(c);
             for (int dy = -1; dy <= 1; ++dy)
                 for (int dx = -1; dx <= 1; ++dx) {
                     const int qx = x + dx, qy = y + dy;

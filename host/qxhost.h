@@ -248,25 +248,32 @@ int defaultGrabCutBand(cv::Size image);
 
 // GrabCut from a rectangle: outside it fixed cut; inside, marks (optional,
 // CV_8UC1 of the image's size: 0 or 1 cut, 255 keep, anything else no mark).
-// The session runs on a region larger than the rectangle by a margin of 8% of
-// its longer side (at least 8 pixels), the margin fixed cut so that the first
-// pass builds its colour models from marks; where the margin would leave the
-// image, the region continues as the image's mirror image and no mark, so a
-// rectangle side on the image's edge does not cut what touches that edge (a
-// rectangle with no margin in the image at all takes the mirror as cut). The
-// region is reduced to a longer side of at most kGrabCutWorkSide; the
-// selection comes back to full size by linear interpolation and its edge is
-// decided again at full size (refineGrabCutEdge) within a band of about two
-// coarse pixels. Returns CV_8UC1, 255 selected, 0 not, of the image's size;
-// fixed marks keep their side. Throws std::invalid_argument for a rectangle
-// that leaves the image or is too small (grabCutAccepts on the rectangle,
-// reduced to 3199 if longer), LibraryFailure when qxGrabCut fails.
+// The session runs on a region larger than the rectangle by a margin of
+// kGrabCutMargin of its longer side where the image has room (at least 8% of
+// it and 8 pixels), the margin fixed cut so that the first pass builds its
+// colour models from marks; where the margin would leave the image, the region continues as the image's mirror
+// image and no mark, so a rectangle side on the image's edge does not cut
+// what touches that edge (a rectangle with no margin in the image at all
+// takes the mirror as cut). The session sees the region at a longer side of
+// at most kGrabCutWorkSide; its selection's edge is cut again on a middle
+// level (kGrabCutMiddleSide) in a wide band, twice, with colour models learnt
+// from the last selection, and then at full size in a band of two middle
+// pixels (refineGrabCutEdge). Returns CV_8UC1, 255 selected, 0 not, of the
+// image's size; fixed marks keep their side. Throws std::invalid_argument for
+// a rectangle that leaves the image or is too small (grabCutAccepts on the
+// rectangle, reduced to 3199 if longer), LibraryFailure when qxGrabCut fails.
 cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect rect, int iterations = 1,
                          Progress progress = Progress());
 
-// The longer side of the reduced region one session runs on: one halving to
-// a coarse level of at most 200 pixels, where the graph cut runs.
-constexpr int kGrabCutWorkSide = 400;
+// The longer side of the reduced region one session runs on: the library's
+// graph cut runs on it without halving.
+constexpr int kGrabCutWorkSide = 200;
+
+// The region's longer side on the middle level, where the edge is cut again
+// in a wide band, and the margin around the rectangle, a share of its longer
+// side.
+constexpr int kGrabCutMiddleSide = 400;
+constexpr double kGrabCutMargin = 0.4;
 
 // grabCutSelection made a trimap (0, 128, 255) of the image's size by
 // qxGrabCutEdgeGen over the rectangle: the band of settings.bandWidth pixels
@@ -286,10 +293,12 @@ GrabCutModels grabCutModels(const cv::Mat& bgr, const cv::Mat& states);
 // (CV_8UC1, 255 or 0, changed in place) by a graph cut at this resolution
 // with the given colour models and the smoothness term of cv::grabCut over
 // eight neighbours; pixels farther away and those non-zero in `locked` keep
-// their side and pull their neighbours toward it. Returns the number of
-// pixels decided (0 when the models are empty).
+// their side and pull their neighbours toward it. The colour term is
+// multiplied by dataWeight (on a reduced copy, the full-size pixels one of its
+// pixels spans along a side). Returns the number of pixels decided (0 when the
+// models are empty).
 int refineGrabCutEdge(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& locked, const GrabCutModels& models,
-                      int radius);
+                      int radius, double dataWeight = 1.0);
 
 // Takes the colour out of the semi-transparent pixels of a cut-out (CV_8UC4,
 // bytes 0..2 colour, byte 3 alpha) in place with qxDesaturation; amount 0 to
