@@ -98,12 +98,12 @@ cv::Mat sessionMarks(const cv::Mat& marks, cv::Size size, cv::Rect rect) {
 }
 
 // `region` of a plane, the parts beyond the plane's edge filled with its
-// mirror image.
-cv::Mat mirroredRegion(const cv::Mat& plane, cv::Rect region) {
+// mirror image (or, with BORDER_REPLICATE, its edge drawn out).
+cv::Mat mirroredRegion(const cv::Mat& plane, cv::Rect region, int border = cv::BORDER_REFLECT) {
     const cv::Rect real = region & cv::Rect(0, 0, plane.cols, plane.rows);
     cv::Mat out;
     cv::copyMakeBorder(plane(real), out, real.y - region.y, region.br().y - real.br().y, real.x - region.x,
-                       region.br().x - real.br().x, cv::BORDER_REFLECT);
+                       region.br().x - real.br().x, border);
     return out;
 }
 
@@ -113,13 +113,21 @@ cv::Mat mirroredRegion(const cv::Mat& plane, cv::Rect region) {
 // the fixed cut marks. The pixels near the edge, where object and background
 // mix (strands of hair over the background), would teach each model the
 // other's colours.
+constexpr int kFewestTrusted = 50;
+
 GrabCutModels trustedModels(const cv::Mat& bgr, const cv::Mat& selection, const cv::Mat& cut, const cv::Mat& keep,
                             int depth) {
+    // Fresh planes: a header copy of the selection would make both calls
+    // work in place on the caller's plane.
     cv::Mat inner = selection, outer = selection;
     if (depth > 0) {
         const cv::Mat disc = cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(2 * depth + 1, 2 * depth + 1));
+        inner = cv::Mat(), outer = cv::Mat();
         cv::erode(selection, inner, disc);
         cv::dilate(selection, outer, disc);
+        // An object thinner than twice the depth would leave its model
+        // empty: then it is learnt from the whole selection.
+        if (cv::countNonZero(inner) < kFewestTrusted) inner = selection;
     }
     const cv::Mat object = (inner | keep) & (cut == 0), background = (outer == 0) | cut;
     const int count = cv::countNonZero(object | background);
@@ -177,12 +185,15 @@ cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect re
     const cv::Rect midRegion(static_cast<int>(std::lround(region.x * sx)), static_cast<int>(std::lround(region.y * sy)),
                              std::max(1, static_cast<int>(std::lround(region.width * sx))),
                              std::max(1, static_cast<int>(std::lround(region.height * sy))));
-    const cv::Mat midBgr = mirroredRegion(midImage, midRegion);
+    cv::Mat midBgr = mirroredRegion(midImage, midRegion);
     cv::Mat midMarks = mirroredRegion(midImageMarks, midRegion);
     if (cv::countNonZero(midMarks == kMarkCut) == 0) {
         // A rectangle over the whole image leaves no background to learn
-        // from: the mirrored margin, which holds no real pixel, is taken as
-        // background instead.
+        // from: the margin, which holds no real pixel, is taken as
+        // background instead, filled with the image's edge drawn out. A
+        // mirror would bring in what lies deeper than the margin is wide (the
+        // object itself, when the image is narrow in that direction).
+        midBgr = mirroredRegion(midImage, midRegion, cv::BORDER_REPLICATE);
         const cv::Rect inside = (midRegion & cv::Rect(0, 0, midImage.cols, midImage.rows)) - midRegion.tl();
         cv::Mat inImage = midMarks(inside).clone();
         midMarks.setTo(kMarkCut);
@@ -191,13 +202,17 @@ cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect re
 
     // The session on a copy of at most kGrabCutWorkSide a side, where the
     // library's graph cut runs without halving.
-    const double scale = std::min(1.0, double(kGrabCutWorkSide) / std::max(midBgr.cols, midBgr.rows));
+    const int longer = std::max(midBgr.cols, midBgr.rows), shorter = std::min(midBgr.cols, midBgr.rows);
+    const double scale =
+        std::min({1.0, std::max(double(kGrabCutWorkSide) / longer, double(kGrabCutWorkShortSide) / shorter),
+                  double(kGrabCutMaxSide) / longer});
     const cv::Size work(std::max(1, static_cast<int>(std::lround(midBgr.cols * scale))),
                         std::max(1, static_cast<int>(std::lround(midBgr.rows * scale))));
     if (!grabCutAccepts(work.width, work.height))
         throw std::invalid_argument("the rectangle " + std::to_string(rect.width) + "x" + std::to_string(rect.height) +
                                     " is too narrow for GrabCut");
-    cv::Mat workBgr = midBgr, workMarks = midMarks;
+    // The session writes its marks plane: a copy, so midMarks stays as marked.
+    cv::Mat workBgr = midBgr, workMarks = midMarks.clone();
     if (work != midBgr.size()) {
         cv::resize(midBgr, workBgr, work, 0, 0, cv::INTER_AREA);
         cv::resize(midMarks, workMarks, work, 0, 0, cv::INTER_NEAREST);

@@ -254,8 +254,8 @@ int defaultGrabCutBand(cv::Size image);
 // colour models from marks; where the margin would leave the image, the region continues as the image's mirror
 // image and no mark, so a rectangle side on the image's edge does not cut
 // what touches that edge (a rectangle with no margin in the image at all
-// takes the mirror as cut). The session sees the region at a longer side of
-// at most kGrabCutWorkSide; its selection's edge is cut again on a middle
+// takes the image's edge drawn out as cut). The session sees the region at a
+// longer side of at most kGrabCutWorkSide; its selection's edge is cut again on a middle
 // level (kGrabCutMiddleSide) in a wide band, twice, with colour models learnt
 // from the last selection, and then at full size in a band of two middle
 // pixels (refineGrabCutEdge). Returns CV_8UC1, 255 selected, 0 not, of the
@@ -266,8 +266,11 @@ cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect re
                          Progress progress = Progress());
 
 // The longer side of the reduced region one session runs on: the library's
-// graph cut runs on it without halving.
+// graph cut runs on it without halving. A long, narrow region keeps a shorter
+// side of kGrabCutWorkShortSide (within the library's largest side), so what
+// is thin across it keeps a few pixels.
 constexpr int kGrabCutWorkSide = 200;
+constexpr int kGrabCutWorkShortSide = 100;
 
 // The region's longer side on the middle level, where the edge is cut again
 // in a wide band, and the margin around the rectangle, a share of its longer
