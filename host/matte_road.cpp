@@ -14,7 +14,7 @@ namespace qxhost {
 
 namespace {
 
-constexpr int kPieceFrame = 4;  // pixels of the surrounding alpha a piece leans on
+constexpr int kPieceFrame = 4;  // pixels of the first alpha a piece leans on
 
 // Progress of several library calls as one bar of 1000 a call; one call
 // reports with its own total.
@@ -57,28 +57,55 @@ cv::Mat solveTiles(const cv::Mat& image, const cv::Mat& marks, bool half, Progre
 // Pieces: a quick reduced solve of the whole gives every pixel a first
 // alpha; then each piece is solved again at full size inside a frame of the
 // alpha around it, which holds the pieces solved before it.
+// The first alpha of the pieces: half-size tiles (smooth, and closer than a
+// reduced matte on wide bands of strands), else the reduced matte when a
+// half-size tile is still too large.
+cv::Mat firstAlpha(const cv::Mat& image, const cv::Mat& trimap, const cv::Mat& marks, const RoutePlan& plan,
+                   StagedProgress& staged) {
+    try {
+        return solveTiles(image, marks, true, staged.at());
+    } catch (const LibraryFailure& f) {
+        if (!sizeOrMemory(f)) throw;
+    }
+    return solveAlpha(image, trimap, plan.estimate, MatteBounds(), staged.at());
+}
+
+// Pieces: a quick solve of the whole gives every pixel a first alpha; each
+// piece is then solved again at full size, grown by the overlap on every
+// side, inside a frame of that first alpha, and keeps only its own
+// rectangle. Frames never come from other pieces, so an error does not
+// travel from piece to piece, and each piece works on copies of its own box
+// only.
 cv::Mat solvePieces(const cv::Mat& image, const cv::Mat& trimap, const cv::Mat& marks, const RoutePlan& plan,
                     StagedProgress& staged) {
-    const cv::Mat first = solveAlpha(image, trimap, plan.estimate, MatteBounds(), staged.at());
-    cv::Mat mask = marks.clone();
-    const cv::Mat soft = first & 0xFE;
-    soft.copyTo(mask, mask == kMarkUnknown);
-    cv::Mat pixels = toFourByte(image);
-    cv::Mat out = pixels.clone();
-    cv::Mat aux = marks.clone();
+    const cv::Mat first = firstAlpha(image, trimap, marks, plan, staged);
+    cv::Mat framed = marks.clone();
+    const cv::Mat soft = first & 0xFE;  // unknown pixels carry even (soft) values
+    soft.copyTo(framed, marks == kMarkUnknown);
+    cv::Mat result = framed.clone();
+    const cv::Rect whole(0, 0, image.cols, image.rows);
+    const int grow = plan.pieceOverlap, frame = kPieceFrame;
+    cv::Mat pixels, mask, aux, out;
     for (const cv::Rect& piece : plan.pieces) {
         const Progress p = staged.next();
+        const cv::Rect grown = (piece + cv::Point(-grow, -grow) + cv::Size(2 * grow, 2 * grow)) & whole;
+        const cv::Rect box = (grown + cv::Point(-frame, -frame) + cv::Size(2 * frame, 2 * frame)) & whole;
+        pixels = toFourByte(image(box));
+        framed(box).copyTo(mask);
+        marks(box).copyTo(aux);
+        pixels.copyTo(out);
         QxJob job = jobOver(pixels, mask, &out, aux, p);
-        job.roiX = piece.x;
-        job.roiY = piece.y;
-        job.roiWidth = piece.width;
-        job.roiHeight = piece.height;
-        job.roiBorder = kPieceFrame;
+        job.roiX = grown.x - box.x;
+        job.roiY = grown.y - box.y;
+        job.roiWidth = grown.width;
+        job.roiHeight = grown.height;
+        job.roiBorder = frame;
         job.keepCutMode = 2;  // the new alpha as solved
         checkReturn("qxKeepCutToAlpha", qxKeepCutToAlpha(&job, 1));
+        mask(piece - box.tl()).copyTo(result(piece));
     }
-    mask.setTo(0, mask == kMarkCut);
-    return mask;
+    result.setTo(0, result == kMarkCut);
+    return result;
 }
 
 cv::Mat solveRoute(const cv::Mat& image, const cv::Mat& trimap, const cv::Mat& marks, const RoutePlan& plan,
