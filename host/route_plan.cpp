@@ -30,10 +30,10 @@ constexpr double kRingMargin = 0.8;
 // Pieces: their largest box grown by the overlap (the library solves a
 // smaller edited rectangle at once, 937024) and the unknown pixels each may
 // hold. Small pieces lean more on the smooth first alpha where the full-size
-// windows reach too little across a wide band (7.6 MP, 40% unknown: SAD 413
-// at 60000 against 433 at 360000, 423 at 20000); the 32 pixels of overlap
-// keep the frame away from the part a piece keeps (64 gave 410 at twice the
-// time).
+// windows reach too little across a wide band (7.6 MP, 40% unknown, half-size
+// tiles as the first alpha: SAD 413 at 60000 against 433 at 360000, 423 at
+// 20000); the 32 pixels of overlap keep the frame away from the part a piece
+// keeps (64 gave 410 at twice the time).
 constexpr long long kPieceArea = 600000;
 constexpr long long kPieceUnknown = 60000;
 constexpr int kPieceOverlap = 32;
