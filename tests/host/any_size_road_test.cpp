@@ -89,8 +89,7 @@ TEST(AnySizeRoute, PlansTheMostAccurateRouteThatFits) {
         covered(r) += 1;
     }
     EXPECT_EQ(0, cv::countNonZero((strip == 128) & (covered != 1)));
-    // The quick start solve is reduced so far that about 120000 pixels are left:
-    // factor sqrt(614400 / 120000) = 2.263, estimate (2.263^2 * 3.5e9 - 12 * 640000) / 1920.
+    // The first matte keeps about 120000: estimate (614400 / 120000 * 3.5e9 - 12 * 640000) / 1920.
     EXPECT_NEAR((614400.0 / 120000 * kBudget - 12.0 * 640000) / 1920, plan.estimate, 1.0);
 
     // With 20 MB of memory no piece fits: the smallest reduction that does,
