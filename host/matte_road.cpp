@@ -7,6 +7,7 @@
 #include <malloc.h>
 
 #include <cstdio>
+#include <vector>
 
 #include "argument_checks.h"
 #include "job_record.h"
@@ -98,12 +99,37 @@ struct HeapKept {
     HeapKept& operator=(const HeapKept&) = delete;
 };
 
+// Weight of each pixel of a grown piece in the blend of overlapping pieces:
+// rising across the overlap from the edges it shares with other pieces, 1
+// along the image's own edges.
+cv::Mat blendWeight(const cv::Rect& grown, const cv::Rect& whole, int overlap) {
+    const auto ramp = [overlap](int length, bool lowShared, bool highShared) {
+        std::vector<float> w(static_cast<std::size_t>(length), 1.0f);
+        const float span = 2.0f * static_cast<float>(overlap);
+        for (int i = 0; i < length; ++i) {
+            if (lowShared) w[static_cast<std::size_t>(i)] = std::min(1.0f, (static_cast<float>(i) + 0.5f) / span);
+            if (highShared)
+                w[static_cast<std::size_t>(i)] =
+                    std::min(w[static_cast<std::size_t>(i)], (static_cast<float>(length - i) - 0.5f) / span);
+        }
+        return w;
+    };
+    const std::vector<float> wx = ramp(grown.width, grown.x > 0, grown.x + grown.width < whole.width);
+    const std::vector<float> wy = ramp(grown.height, grown.y > 0, grown.y + grown.height < whole.height);
+    cv::Mat w(grown.size(), CV_32F);
+    for (int y = 0; y < grown.height; ++y) {
+        float* row = w.ptr<float>(y);
+        for (int x = 0; x < grown.width; ++x) row[x] = wx[static_cast<std::size_t>(x)] * wy[static_cast<std::size_t>(y)];
+    }
+    return w;
+}
+
 // Pieces: a quick solve of the whole gives every pixel a first alpha; each
 // piece is then solved again at full size, grown by the overlap on every
-// side, inside a frame of that first alpha, and keeps only its own
-// rectangle. Frames never come from other pieces, so an error does not
-// travel from piece to piece, and each piece works on copies of its own box
-// only.
+// side, inside a frame of that first alpha, and the overlapping pieces are
+// blended (each keeping only its own rectangle left seams in view). Frames
+// never come from other pieces, so an error does not travel from piece to
+// piece, and each piece works on copies of its own box only.
 cv::Mat solvePieces(const cv::Mat& image, const cv::Mat& trimap, const cv::Mat& marks, const RoutePlan& plan,
                     StagedProgress& staged) {
     const HeapKept kept;
@@ -114,7 +140,8 @@ cv::Mat solvePieces(const cv::Mat& image, const cv::Mat& trimap, const cv::Mat& 
     cv::Mat result = framed.clone();
     const cv::Rect whole(0, 0, image.cols, image.rows);
     const int grow = plan.pieceOverlap, frame = kPieceFrame;
-    cv::Mat pixels, mask, aux, out;
+    cv::Mat sum(image.size(), CV_32F, cv::Scalar(0)), weights(image.size(), CV_32F, cv::Scalar(0));
+    cv::Mat pixels, mask, aux, out, solved;
     for (const cv::Rect& piece : plan.pieces) {
         const Progress p = staged.next();
         const cv::Rect grown = (piece + cv::Point(-grow, -grow) + cv::Size(2 * grow, 2 * grow)) & whole;
@@ -131,8 +158,17 @@ cv::Mat solvePieces(const cv::Mat& image, const cv::Mat& trimap, const cv::Mat& 
         job.roiBorder = frame;
         job.keepCutMode = 2;  // the new alpha as solved
         checkReturn("qxKeepCutToAlpha", qxKeepCutToAlpha(&job, 1));
-        mask(piece - box.tl()).copyTo(result(piece));
+        mask(grown - box.tl()).convertTo(solved, CV_32F);
+        const cv::Mat w = blendWeight(grown, whole, grow);
+        cv::Mat sumHere = sum(grown), weightsHere = weights(grown);
+        cv::accumulateProduct(solved, w, sumHere);
+        weightsHere += w;
     }
+    cv::Mat blended;
+    cv::divide(sum, weights, blended);
+    blended.convertTo(blended, CV_8U);
+    blended &= 0xFE;
+    blended.copyTo(result, (weights > 0) & (marks == kMarkUnknown));
     result.setTo(0, result == kMarkCut);
     return result;
 }
