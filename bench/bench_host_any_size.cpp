@@ -16,7 +16,8 @@
 //
 // Usage: bench_host_any_size [targets|24mp|one-sided|compare|all] (default all),
 // bench_host_any_size row W H FRACTION ROAD [DIFF.png] for one row (and its
-// difference map), or bench_host_any_size write DIR W H FRACTION for one case
+// difference map; QX_BENCH_ALPHA=FILE.png also keeps the alpha), or
+// bench_host_any_size write DIR W H FRACTION for one case
 // as PNG files. Each road
 // runs in a child process of its own, so peak memory is its own.
 #include <sys/resource.h>
