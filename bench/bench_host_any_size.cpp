@@ -15,7 +15,10 @@
 // smooth stand-ins (said in the table).
 //
 // Usage: bench_host_any_size [targets|24mp|one-sided|compare|all] (default all),
-// or bench_host_any_size write DIR W H FRACTION for one case as PNG files. Each road
+// bench_host_any_size row W H FRACTION ROAD [DIFF.png] for one row (and its
+// difference map; QX_BENCH_ALPHA=FILE.png also keeps the alpha), or
+// bench_host_any_size write DIR W H FRACTION for one case
+// as PNG files. Each road
 // runs in a child process of its own, so peak memory is its own.
 #include <sys/resource.h>
 #include <unistd.h>
@@ -41,7 +44,7 @@ namespace {
 
 struct Row {
     char route[16];
-    double wall, cpu, peakMb, sad;
+    double wall, cpu, sys, peakMb, sad;
     int failure;  // 0, or the failure value
 };
 
@@ -70,7 +73,8 @@ Photos findPhotos() {
     return p;
 }
 
-Row runRoad(const qxtest::StrandCase& c, const std::string& road) {
+// diffPath: also write |alpha - exact| (times 4) as a PNG, to look at.
+Row runRoad(const qxtest::StrandCase& c, const std::string& road, const std::string& diffPath = "") {
     Row row{};
     int status = 0;
     rusage usage{};
@@ -80,6 +84,8 @@ Row runRoad(const qxtest::StrandCase& c, const std::string& road) {
             const long before = statusKb("VmRSS:");
             const auto t0 = std::chrono::steady_clock::now();
             const double c0 = cpuSeconds();
+            rusage u0{};
+            getrusage(RUSAGE_SELF, &u0);
             cv::Mat alpha;
             std::string route = road;
             try {
@@ -96,9 +102,18 @@ Row runRoad(const qxtest::StrandCase& c, const std::string& road) {
             }
             r.wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
             r.cpu = cpuSeconds() - c0;
+            rusage u1{};
+            getrusage(RUSAGE_SELF, &u1);
+            r.sys = double(u1.ru_stime.tv_sec - u0.ru_stime.tv_sec) + 1e-6 * double(u1.ru_stime.tv_usec - u0.ru_stime.tv_usec);
             r.peakMb = (statusKb("VmHWM:") - before) / 1024.0 + (c.image.total() * 4.0) / 1048576.0;
             std::snprintf(r.route, sizeof r.route, "%s", route.c_str());
             r.sad = alpha.empty() ? -1 : qxtest::sadThousands(alpha, c.alpha, c.trimap == 128);
+            if (!alpha.empty() && !diffPath.empty()) {
+                cv::Mat diff;
+                cv::absdiff(alpha, c.alpha, diff);
+                cv::imwrite(diffPath, diff * 4);
+                if (std::getenv("QX_BENCH_ALPHA")) cv::imwrite(std::getenv("QX_BENCH_ALPHA"), alpha);
+            }
             return r;
         },
         row, status, &usage);
@@ -109,7 +124,7 @@ Row runRoad(const qxtest::StrandCase& c, const std::string& road) {
 // oneSided: the user marked background only in the top tenth of the frame;
 // the rest of the background is unknown, held by keep marks alone.
 void runCase(const char* label, const Photos& photos, cv::Size size, double fraction,
-             const std::vector<std::string>& roads, bool oneSided = false) {
+             const std::vector<std::string>& roads, bool oneSided = false, const std::string& diffPath = "") {
     qxtest::StrandCase c = qxtest::makeStrandCase(photos.fg, photos.bg, size, fraction, 1);
     if (oneSided) {
         c.trimap.rowRange(size.height / 10, size.height).setTo(128, c.trimap.rowRange(size.height / 10, size.height) == 0);
@@ -117,13 +132,13 @@ void runCase(const char* label, const Photos& photos, cv::Size size, double frac
     }
     const double mp = size.area() / 1e6;
     for (const std::string& road : roads) {
-        const Row r = runRoad(c, road);
+        const Row r = runRoad(c, road, diffPath);
         char sad[32];
         if (r.failure) std::snprintf(sad, sizeof sad, "fails (%d)", r.failure);
         else std::snprintf(sad, sizeof sad, "%.1f", r.sad);
-        std::printf("| %-22s | %5.1f | %4.1f%% | %-6s | %-10s | %7.1f | %7.1f | %7.0f | %12s |\n", label, mp,
-                    100.0 * double(c.unknown) / double(size.area()), road.c_str(), r.route, r.wall, r.cpu, r.peakMb,
-                    sad);
+        std::printf("| %-22s | %5.1f | %4.1f%% | %-6s | %-10s | %7.1f | %7.1f | %6.1f | %7.0f | %12s |\n", label,
+                    mp, 100.0 * double(c.unknown) / double(size.area()), road.c_str(), r.route, r.wall, r.cpu, r.sys,
+                    r.peakMb, sad);
         std::fflush(stdout);
     }
 }
@@ -146,8 +161,14 @@ int main(int argc, char** argv) {
     if (getloadavg(load, 3) < 1) load[0] = -1;
     std::printf("photographs: %s; load average %.1f; OMP_NUM_THREADS=%s\n\n", photos.name.c_str(), load[0],
                 std::getenv("OMP_NUM_THREADS") ? std::getenv("OMP_NUM_THREADS") : "(unset)");
-    std::printf("| case                   |    MP | unkn. | road   | route      | wall, s |  CPU, s | peak MB | SAD vs exact |\n");
-    std::printf("|------------------------|-------|-------|--------|------------|---------|---------|---------|--------------|\n");
+    std::printf("| case                   |    MP | unkn. | road   | route      | wall, s |  CPU, s | of it sys | peak MB | SAD vs exact |\n");
+    std::printf("|------------------------|-------|-------|--------|------------|---------|---------|--------|---------|--------------|\n");
+    if (mode == "row" && argc >= 6) {
+        // One row: W H FRACTION ROAD [DIFF.png].
+        runCase("one row", photos, cv::Size(std::atoi(argv[2]), std::atoi(argv[3])), std::atof(argv[4]), {argv[5]},
+                false, argc > 6 ? argv[6] : "");
+        return 0;
+    }
     if (mode == "targets" || mode == "all") {
         runCase("hair, wide band", photos, cv::Size(3200, 2376), 0.40, {"auto", "half", "tiles"});
         runCase("hair, wider band", photos, cv::Size(3200, 2376), 0.49, {"auto", "half"});

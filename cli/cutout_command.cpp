@@ -112,7 +112,7 @@ Command addCutout(CLI::App& app) {
     sub->footer(
         "The marks are a grey trimap of the image's size (0 or 1 cut, 255 keep, anything else unknown), for example\n"
         "from `qxmatte grabcut`. The alpha is solved by the route that fits (one solve, tiles, or full-size\n"
-        "pieces that lean on the pieces before them), so there is no size limit; -v says which.\n"
+        "pieces that lean on a quick solve of the whole), so there is no size limit; -v says which.\n"
         "With --edit X,Y,W,H --previous OLD.png, only that rectangle of the earlier cut-out is solved again,\n"
         "inside a frame of --border pixels of its old alpha; --only remove keeps the lower alpha of old and\n"
         "new (the edit only takes away), --only add the higher.");

@@ -498,9 +498,9 @@ enum class Route {
     Matte,      // qxMaskAlpha over the whole image at full size
     Tiles,      // qxKeepCutToAlpha's full-size tiles (asked for)
     HalfTiles,  // qxKeepCutToAlpha on a half-size copy (asked for)
-    Pieces,     // full-size rectangles under the limit, each solved inside a
-                // frame of the alpha around it: pieces solved before it, else
-                // a quick reduced solve of the whole
+    Pieces,     // full-size rectangles under the limit, each solved grown by
+                // an overlap inside a frame of a quick first solve of the
+                // whole (half-size tiles, else a reduced matte)
     Reduced,    // qxMaskAlpha at the smallest reduced scale that fits
 };
 const char* routeName(Route route);  // "matte", "tiles", "half-tiles", "pieces", "reduced"
@@ -532,9 +532,12 @@ struct RoutePlan {
     Route route = Route::Matte;
     long long unknown = 0;         // the trimap's unknown pixels
     long long largestLeaf = 0;     // of the library's tile tree, when it was reckoned
-    double estimate = 0;           // unknownEstimate handed to qxMaskAlpha (Matte, Reduced, Pieces' start)
+    double estimate = 0;           // unknownEstimate handed to qxMaskAlpha (Matte, Reduced; Pieces'
+                                   // first solve when half-size tiles are too large)
     double scale = 1;              // working scale of the result: 1 full size
     std::vector<cv::Rect> pieces;  // Pieces: the rectangles, in the order they are solved
+    int pieceOverlap = 0;          // Pieces: each is solved this much larger on every side
+                                   // and keeps only its own rectangle
     std::string reason;            // one line: why this route
 };
 

@@ -76,20 +76,20 @@ TEST(AnySizeRoute, PlansTheMostAccurateRouteThatFits) {
     // 1000 x 640: the band is wider than tall, so the first cut runs down it
     // and leaves a cut-only and a keep-only half, which the tree takes back
     // as one tile of all 614400 unknown pixels. Pieces, each within the
-    // limits, covering every unknown pixel once.
+    // limits once grown by its overlap, keeping every unknown pixel once.
     const cv::Mat strip = stripTrimap(1000, 640, 20);
     plan = qxhost::planRoute(strip, auto_, kBudget);
     ASSERT_EQ(qxhost::Route::Pieces, plan.route);
     EXPECT_EQ(614400, plan.largestLeaf);
     cv::Mat covered(strip.size(), CV_8UC1, cv::Scalar(0));
+    const int g = plan.pieceOverlap;
     for (const cv::Rect& r : plan.pieces) {
-        EXPECT_LE(r.area(), 600000);
-        EXPECT_LE(cv::countNonZero(strip(r) == 128), 360000);
+        const cv::Rect grown = (r + cv::Point(-g, -g) + cv::Size(2 * g, 2 * g)) & cv::Rect(0, 0, 1000, 640);
+        EXPECT_LE(cv::countNonZero(strip(grown) == 128), 60000);
         covered(r) += 1;
     }
     EXPECT_EQ(0, cv::countNonZero((strip == 128) & (covered != 1)));
-    // The quick start solve is reduced so far that about 120000 pixels are left:
-    // factor sqrt(614400 / 120000) = 2.263, estimate (2.263^2 * 3.5e9 - 12 * 640000) / 1920.
+    // The first matte keeps about 120000: estimate (614400 / 120000 * 3.5e9 - 12 * 640000) / 1920.
     EXPECT_NEAR((614400.0 / 120000 * kBudget - 12.0 * 640000) / 1920, plan.estimate, 1.0);
 
     // With 20 MB of memory no piece fits: the smallest reduction that does,

@@ -11,8 +11,9 @@ namespace qxtest {
 namespace {
 
 // Alpha of strands over a body: each strand a random walk of anti-aliased
-// segments whose opacity fades along it.
-cv::Mat strandMatte(cv::Size size, cv::RNG& rng) {
+// segments whose opacity fades along it, reaching up to `reach` of the
+// image's shorter side beyond the body.
+cv::Mat strandMatte(cv::Size size, double reachShare, cv::RNG& rng) {
     const double m = std::min(size.width, size.height);
     cv::Mat body(size, CV_32F, cv::Scalar(0));
     const cv::Point centre(size.width / 2, size.height);
@@ -20,7 +21,7 @@ cv::Mat strandMatte(cv::Size size, cv::RNG& rng) {
     cv::ellipse(body, centre, axes, 0, 0, 360, cv::Scalar(1), cv::FILLED, cv::LINE_AA);
     cv::Mat alpha = body.clone();
     const int count = static_cast<int>(m * 1.5);
-    const double reach = m * 0.35;
+    const double reach = m * reachShare;
     for (int i = 0; i < count; ++i) {
         const double t = rng.uniform(CV_PI * 1.02, CV_PI * 1.98);
         cv::Point2d p(centre.x + axes.width * 0.97 * std::cos(t), centre.y + axes.height * 0.97 * std::sin(t));
@@ -72,11 +73,31 @@ cv::Mat makeStandInPhoto(cv::Size size, unsigned seed) {
     return photo;
 }
 
+// The unknown band: every pixel within `limit` of the matte's soft and solid
+// pixels, less the keep region.
+cv::Mat bandWithin(const cv::Mat& distance, const cv::Mat& keep, float limit) {
+    return (distance <= limit) & ~keep;
+}
+
 StrandCase makeStrandCase(const cv::Mat& foreground, const cv::Mat& background, cv::Size size,
                           double unknownFraction, unsigned seed) {
-    cv::RNG rng(seed);
     StrandCase c;
-    c.alpha = strandMatte(size, rng);
+    const double target = unknownFraction * double(size.area());
+    // Strands reach 0.35 of the shorter side; when their hull (2 pixels
+    // round every strand) already holds more than the fraction asked, they
+    // are drawn again shorter, a hairline band about as wide as the fraction.
+    cv::Mat keep, distance;
+    double reach = 0.35;
+    for (int attempt = 0; attempt < 4; ++attempt) {
+        cv::RNG rng(seed);
+        c.alpha = strandMatte(size, reach, rng);
+        cv::erode(c.alpha == 255, keep, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(7, 7)));
+        cv::distanceTransform(c.alpha == 0, distance, cv::DIST_L2, 3);
+        const double hull = double(cv::countNonZero(bandWithin(distance, keep, 2.0f)));
+        if (hull <= target * 1.05) break;
+        reach *= std::max(0.05, target / hull);
+    }
+
     cv::Mat f, b;
     cv::resize(foreground, f, size, 0, 0, cv::INTER_CUBIC);
     cv::resize(background, b, size, 0, 0, cv::INTER_CUBIC);
@@ -90,11 +111,6 @@ StrandCase makeStrandCase(const cv::Mat& foreground, const cv::Mat& background, 
 
     // Keep: the solid body, shrunk by a few pixels; unknown: everything within
     // a distance of the soft pixels, the distance chosen for the fraction.
-    cv::Mat solid = c.alpha == 255, keep;
-    cv::erode(solid, keep, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(7, 7)));
-    cv::Mat outside = c.alpha == 0, distance;
-    cv::distanceTransform(outside, distance, cv::DIST_L2, 3);
-    const double target = unknownFraction * double(c.alpha.total());
     std::vector<float> d;
     d.reserve(c.alpha.total());
     for (int y = 0; y < distance.rows; ++y) {

@@ -18,7 +18,9 @@ struct StrandCase {
 // body standing on the bottom edge with strands of 1 to 3 pixels and partial
 // opacity fanning out of it. The trimap's unknown band grows from the matte's
 // soft pixels until about unknownFraction of the image is unknown; keep is
-// the solid body beyond it. Deterministic for equal arguments.
+// the solid body beyond it. A fraction smaller than the strands' own hull
+// draws them shorter, so the band stays as narrow as asked. Deterministic
+// for equal arguments.
 StrandCase makeStrandCase(const cv::Mat& foreground, const cv::Mat& background, cv::Size size,
                           double unknownFraction, unsigned seed = 1);
 
