@@ -104,7 +104,7 @@ Case strands(const cv::Mat& background, const cv::Mat& texture, bool touching) {
     Case c;
     c.image = background.clone();
     const cv::Rect place(0, 0, background.cols, touching ? background.rows : int(0.9 * background.rows));
-    const qxtest::StrandCase s = qxtest::makeStrandCase(texture, background(place).clone(), place.size(), 0.1, 1);
+    const qxtest::StrandCase s = qxtest::makeStrandCase(texture, background(place).clone(), place.size(), 0.4, 1);  // the strands at full length
     s.image.copyTo(c.image(place));
     c.truth = cv::Mat::zeros(background.size(), CV_8UC1);
     cv::Mat(s.alpha >= 128).copyTo(c.truth(place));

@@ -107,29 +107,13 @@ cv::Mat mirroredRegion(const cv::Mat& plane, cv::Rect region, int border = cv::B
     return out;
 }
 
-// Colour models from the pixels a selection is sure of: the object's from
-// the selection shrunk by `depth` pixels and the fixed keep marks, the
-// background's from what lies farther than `depth` from the selection and
-// the fixed cut marks. The pixels near the edge, where object and background
-// mix (strands of hair over the background), would teach each model the
-// other's colours.
-constexpr int kFewestTrusted = 50;
-
-GrabCutModels trustedModels(const cv::Mat& bgr, const cv::Mat& selection, const cv::Mat& cut, const cv::Mat& keep,
-                            int depth) {
-    // Fresh planes: a header copy of the selection would make both calls
-    // work in place on the caller's plane.
-    cv::Mat inner = selection, outer = selection;
-    if (depth > 0) {
-        const cv::Mat disc = cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(2 * depth + 1, 2 * depth + 1));
-        inner = cv::Mat(), outer = cv::Mat();
-        cv::erode(selection, inner, disc);
-        cv::dilate(selection, outer, disc);
-        // An object thinner than twice the depth would leave its model
-        // empty: then it is learnt from the whole selection.
-        if (cv::countNonZero(inner) < kFewestTrusted) inner = selection;
-    }
-    const cv::Mat object = (inner | keep) & (cut == 0), background = (outer == 0) | cut;
+// Colour models of a selection: the object's from the selection and the
+// fixed keep marks, the background's from the rest and the fixed cut marks.
+// Leaving out a band round the selection's edge (where object and background
+// mix) was measured and lost: thin strands then teach the object model
+// nothing (mean IoU on the strand object -0.011, on the astronaut -0.004).
+GrabCutModels selectionModels(const cv::Mat& bgr, const cv::Mat& selection, const cv::Mat& cut, const cv::Mat& keep) {
+    const cv::Mat object = (selection | keep) & (cut == 0), background = (selection == 0) | cut;
     const int count = cv::countNonZero(object | background);
     if (count == 0) return GrabCutModels();
     cv::Mat colours(count, 1, CV_8UC3), states(count, 1, CV_8UC1);
@@ -228,8 +212,8 @@ cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect re
     const cv::Mat workSelection = workAux >= 0x80;
 
     // Two rounds on the middle level, each learning the colour models (on
-    // the session's copy: statistics need no more) from the pixels the last
-    // selection is sure of, then cutting again in a band of ten session
+    // the session's copy: statistics need no more) from the last selection,
+    // then cutting again in a band of ten session
     // pixels around its edge, wide enough to bring back a part the coarse cut
     // lost (hair, a thin limb). The cut weighs its energy as the full-size
     // picture would: a middle pixel stands for 1/middle^2 pixels, an edge
@@ -251,7 +235,7 @@ cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect re
             cv::resize(midSelection, chosen, work, 0, 0, cv::INTER_AREA);
             chosen = chosen >= 128;
         }
-        models = trustedModels(workBgr, chosen, workCut, workKeep, 4);
+        models = selectionModels(workBgr, chosen, workCut, workKeep);
         refineGrabCutEdge(midBgr, midSelection, midFixed, models, wideRadius, 1.0 / middle);
     }
 
