@@ -20,22 +20,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <string>
 #include <vector>
 
+#include "measure.h"
 #include "qxhost.h"
 #include "support/strand_composite.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-double cpuSeconds() {
-    timespec t{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
-}
 
 struct Timer {
     Clock::time_point wall = Clock::now();

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "plugin.h"
+#include "job_record.h"
 #include "qxhost.h"
 
 namespace qxgimp {
@@ -112,21 +113,11 @@ cv::Mat selectionRoad(gint32 image, const LayerArea& area, const GrabCutParams& 
 
     ProgressSpan span{0.0, 1.0};
     gimp_progress_init("GrabCut: segmenting the selection");
-    QxJob job{};
-    job.imagePixels = pixels.data;
-    job.imageStep = static_cast<int>(pixels.step);
-    job.maskPixels = marks.data;
-    job.maskStep = static_cast<int>(marks.step);
-    job.auxPixels = aux.data;
-    job.auxStep = static_cast<int>(aux.step);
-    job.width = area.width;
-    job.height = area.height;
+    QxJob job = qxhost::jobOver(pixels, marks, nullptr, aux, qxhost::Progress{progressToGimp, &span});
     job.grabX = region.x;
     job.grabY = region.y;
     job.grabWidth = region.width;
     job.grabHeight = region.height;
-    job.progressCallback = progressToGimp;
-    job.progressCookie = &span;
     Session session(job);
     qxhost::checkReturn("qxGrabCut", qxGrabCut(&job, 1));
     // The selection takes the plain result; a trimap gets the band.

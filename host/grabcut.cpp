@@ -169,15 +169,15 @@ cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect re
     const cv::Rect midRegion(static_cast<int>(std::lround(region.x * sx)), static_cast<int>(std::lround(region.y * sy)),
                              std::max(1, static_cast<int>(std::lround(region.width * sx))),
                              std::max(1, static_cast<int>(std::lround(region.height * sy))));
-    cv::Mat midBgr = mirroredRegion(midImage, midRegion);
     cv::Mat midMarks = mirroredRegion(midImageMarks, midRegion);
-    if (cv::countNonZero(midMarks == kMarkCut) == 0) {
-        // A rectangle over the whole image leaves no background to learn
-        // from: the margin, which holds no real pixel, is taken as
-        // background instead, filled with the image's edge drawn out. A
-        // mirror would bring in what lies deeper than the margin is wide (the
-        // object itself, when the image is narrow in that direction).
-        midBgr = mirroredRegion(midImage, midRegion, cv::BORDER_REPLICATE);
+    // A rectangle over the whole image leaves no background to learn from:
+    // the margin, which holds no real pixel, is taken as background instead,
+    // filled with the image's edge drawn out. A mirror would bring in what
+    // lies deeper than the margin is wide (the object itself, when the image
+    // is narrow in that direction).
+    const bool wholeImage = cv::countNonZero(midMarks == kMarkCut) == 0;
+    const cv::Mat midBgr = mirroredRegion(midImage, midRegion, wholeImage ? cv::BORDER_REPLICATE : cv::BORDER_REFLECT);
+    if (wholeImage) {
         const cv::Rect inside = (midRegion & cv::Rect(0, 0, midImage.cols, midImage.rows)) - midRegion.tl();
         cv::Mat inImage = midMarks(inside).clone();
         midMarks.setTo(kMarkCut);

@@ -48,18 +48,12 @@ bool sizeOrMemory(const LibraryFailure& f) {
     return f.value == -1 || f.value == 102 || f.value == 112 || f.value == 113 || f.value == 125 || f.value == 130;
 }
 
-// Marks of the solve from the trimap: fixed cut and keep, and unknown.
-cv::Mat prepareMarks(const cv::Mat& trimap) { return marksFromTrimap(trimap); }
-
 cv::Mat solveTiles(const cv::Mat& image, const cv::Mat& marks, bool half, Progress progress) {
     CutoutSettings tiles;
     tiles.fullSize = !half;
     return keepCutToAlpha(image, marks, tiles, progress);
 }
 
-// Pieces: a quick reduced solve of the whole gives every pixel a first
-// alpha; then each piece is solved again at full size inside a frame of the
-// alpha around it, which holds the pieces solved before it.
 // The first alpha of the pieces: the mean of half-size tiles and a reduced
 // matte of the whole, or the matte alone when a half-size tile is still too
 // large. Each alone was the better frame on one kind of band and the worse
@@ -186,10 +180,14 @@ cv::Mat solveRoute(const cv::Mat& image, const cv::Mat& trimap, const cv::Mat& m
 
 // The plan of the next smaller route after a size or memory failure: a
 // budget a quarter as large gives smaller pieces or a smaller scale.
+// Whether the user chose the route, which then has no smaller one.
+bool routeChosen(const RoadSettings& settings) {
+    return settings.choice == RouteChoice::LibraryMatte || settings.choice == RouteChoice::LibraryTiles ||
+           settings.halfTiles;
+}
+
 bool fallBack(RoutePlan& plan, const cv::Mat& trimap, const RoadSettings& settings, double& budget) {
-    if (settings.choice == RouteChoice::LibraryMatte || settings.choice == RouteChoice::LibraryTiles ||
-        settings.halfTiles)
-        return false;
+    if (routeChosen(settings)) return false;
     if (plan.route == Route::Reduced && plan.scale < 0.02) return false;
     budget /= 4;
     const RoutePlan smaller = planRoute(trimap, settings, budget);
@@ -229,7 +227,7 @@ RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadS
     // is sure are background or foreground (enclosed holes included), so the
     // solve has fewer unknowns; stretch bounds, which give the trimap's values
     // other meanings, keep the designed solve.
-    cv::Mat marks = prepareMarks(trimap);
+    cv::Mat marks = marksFromTrimap(trimap);
     cv::Mat solveTrimap = trimap;
     const MatteBounds plain;
     const bool plainBounds = settings.bounds.inHigh == plain.inHigh && settings.bounds.inLow == plain.inLow &&
@@ -258,9 +256,7 @@ RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadS
             if (!sizeOrMemory(f)) throw;
             const RoutePlan failed = result.plan;
             if (!fallBack(result.plan, solveTrimap, settings, budget)) {
-                if (settings.choice == RouteChoice::LibraryMatte || settings.choice == RouteChoice::LibraryTiles ||
-                    settings.halfTiles)
-                    throw;
+                if (routeChosen(settings)) throw;
                 throw LibraryFailure(f.exportName, f.value, whatWouldHelp(failed, budget));
             }
         }
