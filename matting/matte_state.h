@@ -8,10 +8,10 @@
 namespace qx {
 
 struct MatteState {
-    float* tripletValues = nullptr;      // affinity triplet values
+    float* tripletValues = nullptr;      // affinity values, 45 a window (upper triangle), windows in reading order
     float* diagonalSums = nullptr;       // row sums of the affinities, one per pixel
-    int32_t* tripletRows = nullptr;      // pixel index of each triplet's row
-    int32_t* tripletColumns = nullptr;   // pixel index of each triplet's column (row <= column)
+    int32_t* tripletRows = nullptr;      // stays null: a value's row and column follow from its window
+    int32_t* tripletColumns = nullptr;   // stays null
     void* spareArray = nullptr;          // stays null
     int32_t* variableOfPixel = nullptr;  // system variable of each pixel
     unsigned char* knownOfVariable = nullptr;  // 255 for a known variable, else 0

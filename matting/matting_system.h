@@ -14,14 +14,14 @@ constexpr long long kVariableLimit = 500000;
 // Erodes a known mask in place by 3x3, the image edge replicated.
 void erodeKnown(GIMG<unsigned char>& image);
 
-// Builds the triplets and diagonal sums of every window whose centre is 0 in
-// solveMask. Returns 0, or 4 if no window has to be built. Throws -1 above
+// Builds the affinities (45 values a window) and diagonal sums of every
+// window whose centre is 0 in solveMask. Returns 0, or 4 if no window has to be built. Throws -1 above
 // 100000000 triplets of capacity.
 int buildWindowAffinities(MatteState& state, GIMG<unsigned char>& solveMask, unsigned char* const planePixels[3],
                           int planeStep, int& count);
 
-// Sorts and merges the triplets, numbers the variables (second erosion of
-// solveMask), assembles and solves. Leaves alpha 0..255 of each variable in
+// Numbers the variables (second erosion of solveMask), assembles the matrix
+// from the windows' affinities and solves. Leaves alpha 0..255 of each variable in
 // state.solution. Returns 0; failures throw through failMatte.
 int assembleAndSolve(MatteState& state, int width, int height, int count, GIMG<unsigned char>& knownMask,
                      GIMG<unsigned char>& solveMask, GIMG<unsigned char>& work);

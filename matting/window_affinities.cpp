@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <vector>
@@ -62,14 +63,6 @@ int buildWindowAffinities(MatteState& state, GIMG<unsigned char>& solveMask, uns
     if (capacity <= 0) return 4;
     if (capacity > kCapacityLimit) failMatte(state, kSystemTooLarge);
 
-    const std::size_t pixelCount = static_cast<std::size_t>(width) * height;
-    state.tripletValues = static_cast<float*>(std::malloc(capacity * sizeof(float)));
-    state.tripletRows = static_cast<int32_t*>(std::malloc(capacity * sizeof(int32_t)));
-    state.tripletColumns = static_cast<int32_t*>(std::malloc(capacity * sizeof(int32_t)));
-    state.diagonalSums = static_cast<float*>(std::calloc(pixelCount, sizeof(float)));
-    if (!state.tripletValues || !state.tripletRows || !state.tripletColumns || !state.diagonalSums)
-        failMatte(state, kSystemAllocFailed);
-
     // Windows are appended in reading order; counting them per row first
     // gives every row its place in the triplet arrays, so rows can be built
     // in any order with the same result.
@@ -83,9 +76,16 @@ int buildWindowAffinities(MatteState& state, GIMG<unsigned char>& solveMask, uns
     const long long windowCount = windowsBefore[height - 1];
     if (windowCount * kTripletsPerWindow > capacity) failMatte(state, kSystemAllocFailed);  // cannot happen
 
+    // Only the values are stored, 45 a window in reading order of the
+    // windows: a value's row and column follow from its window and place,
+    // and the assembly reads them from there (matting/assemble_and_solve.cpp).
+    const std::size_t pixelCount = static_cast<std::size_t>(width) * height;
+    state.tripletValues =
+        static_cast<float*>(std::malloc(std::max<std::size_t>(windowCount * kTripletsPerWindow, 1) * sizeof(float)));
+    state.diagonalSums = static_cast<float*>(std::calloc(pixelCount, sizeof(float)));
+    if (!state.tripletValues || !state.diagonalSums) failMatte(state, kSystemAllocFailed);
+
     float* values = state.tripletValues;
-    int32_t* rows = state.tripletRows;
-    int32_t* columns = state.tripletColumns;
     float* diagonal = state.diagonalSums;
     bool anySingular = false;
 
@@ -115,12 +115,7 @@ int buildWindowAffinities(MatteState& state, GIMG<unsigned char>& solveMask, uns
                 double affinity[9][9];
                 window.affinitiesWith(colour, mean, affinity);
                 for (int i = 0; i < 9; ++i)
-                    for (int j = i; j < 9; ++j) {
-                        rows[t] = index[i];
-                        columns[t] = index[j];
-                        values[t] = static_cast<float>(affinity[i][j]);
-                        ++t;
-                    }
+                    for (int j = i; j < 9; ++j) values[t++] = static_cast<float>(affinity[i][j]);
             }
         }
         anySingular = anySingular || window.singular;

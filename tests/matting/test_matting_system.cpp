@@ -83,7 +83,7 @@ TEST(MatteSolve, AboveTheLimitsThrowsMinusOneAndReleasesTheState) {
     for (int y = 2; y < alpha.rows; y += 5) alpha.at<uchar>(y, 0) = 128;
     qxtest::ProgressLog log;
     EXPECT_EQ(thrownInt([&] { solveKnown(planes, alpha, state); }), -1);
-    EXPECT_EQ(log.ticks(), 2);  // the sort and the merge, no solver phase
+    EXPECT_EQ(log.ticks(), 2);  // the assembly's two, no solver phase
     EXPECT_TRUE(allReleased(state));
 }
 
