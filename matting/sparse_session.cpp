@@ -3,14 +3,15 @@
 // one-based compressed rows with float values.
 //
 // The upper rows of a symmetric matrix are, index for index, its lower
-// columns, so the caller's arrays become the solver's compressed-column
-// lower triangle by shifting the indices to zero and widening the values;
-// nothing is transposed.
+// columns: a small system takes them so, by shifting the indices to zero and
+// widening the values; a supernodal one has them scattered into upper
+// columns, which saves the solver a transposition at every factorisation.
 #include "matting/sparse_solver.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <vector>
 
 #include "frame/progress.h"
 #include "frame/thread_team.h"
@@ -179,28 +180,52 @@ int sparseAnalyse(SparseSession& s, int order, const float* values, const int* r
     s.common.method[0].ordering = s.givenOrder ? CHOLMOD_GIVEN : s.ordering >= 0 ? s.ordering : defaultOrdering(order);
 
     size_t count = static_cast<size_t>(rowStart[order]) - 1;
-    s.matrix = cholmod_allocate_sparse(order, order, count, 1, 1, -1, CHOLMOD_REAL, &s.common);
-    if (!s.matrix) return statusResult(s.common);
-    int* p = static_cast<int*>(s.matrix->p);
-    int* i = static_cast<int*>(s.matrix->i);
-    double* x = static_cast<double*>(s.matrix->x);
+    // Upper rows only: a column left of the diagonal would be dropped by the
+    // solver without notice, so it is refused here.
     bool sorted = true;
     for (int row = 0; row < order; ++row) {
         int begin = rowStart[row] - 1, end = rowStart[row + 1] - 1;
         if (begin < 0 || end < begin || static_cast<size_t>(end) > count) return kSparseBadInput;
-        p[row] = begin;
         for (int e = begin; e < end; ++e) {
             int column = columns[e] - 1;
-            // Upper rows only: a column left of the diagonal would be dropped
-            // by the solver without notice, so it is refused here.
             if (column < row || column >= order) return kSparseBadInput;
-            if (e > begin && column <= i[e - 1]) sorted = false;
-            i[e] = column;
+            if (e > begin && column <= columns[e - 1] - 1) sorted = false;
+        }
+    }
+    const bool super = s.common.supernodal == CHOLMOD_SUPERNODAL;
+    // The supernodal factorisation wants the permuted lower triangle: from
+    // the upper triangle by columns it makes it in one permuted transposition,
+    // from the lower one it takes two. So for it the matrix is stored as the
+    // upper triangle by columns (the caller's rows scattered into columns,
+    // row numbers rising within each); the column by column factorisation
+    // wants the opposite, and takes the caller's rows as they are, as lower
+    // columns. Either way the solver factorises the same numbers.
+    s.matrix = cholmod_allocate_sparse(order, order, count, super || sorted, 1, super ? 1 : -1, CHOLMOD_REAL,
+                                       &s.common);
+    if (!s.matrix) return statusResult(s.common);
+    int* p = static_cast<int*>(s.matrix->p);
+    int* i = static_cast<int*>(s.matrix->i);
+    double* x = static_cast<double*>(s.matrix->x);
+    if (super) {
+        std::fill(p, p + order + 1, 0);
+        for (size_t e = 0; e < count; ++e) ++p[columns[e]];  // column c counted at p[c + 1]
+        for (int c = 0; c < order; ++c) p[c + 1] += p[c];
+        std::vector<int> next(p, p + order);
+        for (int row = 0; row < order; ++row)
+            for (int e = rowStart[row] - 1; e < rowStart[row + 1] - 1; ++e) {
+                const int slot = next[columns[e] - 1]++;
+                i[slot] = row;
+                x[slot] = values[e];
+            }
+    } else {
+        for (int row = 0; row < order; ++row) p[row] = rowStart[row] - 1;
+        p[order] = static_cast<int>(count);
+        for (size_t e = 0; e < count; ++e) {
+            i[e] = columns[e] - 1;
             x[e] = values[e];
         }
     }
-    p[order] = static_cast<int>(count);
-    s.matrix->sorted = sorted;
+    s.matrix->sorted = super || sorted;
 
     s.factor = cholmod_analyze_p(s.matrix, const_cast<int*>(s.givenOrder), nullptr, 0, &s.common);
     if (!s.factor && s.common.status == CHOLMOD_NOT_INSTALLED && s.common.method[0].ordering != CHOLMOD_AMD) {
