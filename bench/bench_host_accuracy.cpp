@@ -15,7 +15,7 @@
 // (`apt-get install mate-backgrounds`; /usr/share/backgrounds/mate/nature).
 // Composites whose photographs are missing are skipped and named.
 //
-//   build/bench_host_accuracy [SAMPLES_DIR] [--write DIR] [--small | --wide]
+//   build/bench_host_accuracy [SAMPLES_DIR] [--write DIR] [--small | --wide] [--road TEXT]
 //
 // --write keeps each composite's image, trimap, truth and results as PNGs.
 #include <algorithm>
@@ -163,11 +163,12 @@ struct Road {
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::string samples = "samples", write;
+    std::string samples = "samples", write, only;
     bool small = true, wide = true;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         if (a == "--write" && i + 1 < argc) write = argv[++i];
+        else if (a == "--road" && i + 1 < argc) only = argv[++i];
         else if (a == "--small") wide = false;
         else if (a == "--wide") small = false;
         else samples = a;
@@ -197,6 +198,11 @@ int main(int argc, char** argv) {
     };
     // The library matte refuses the wide band's 770000 unknown pixels.
     std::vector<Road> wideRoads(roads.begin() + 1, roads.end());
+    // --road TEXT: only the roads whose name holds TEXT (to profile one).
+    const auto other = [&](const Road& r) { return std::string(r.name).find(only) == std::string::npos; };
+    roads.erase(std::remove_if(roads.begin(), roads.end(), other), roads.end());
+    wideRoads.erase(std::remove_if(wideRoads.begin(), wideRoads.end(), other), wideRoads.end());
+    if (roads.empty()) return 1;
 
     // One composite through every road: a table row, and the files asked for.
     auto measure = [&](std::vector<Road>& rs, const std::string& label, const std::string& tag, const cv::Mat& image,
