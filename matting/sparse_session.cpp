@@ -8,9 +8,12 @@
 // columns, which saves the solver a transposition at every factorisation.
 #include "matting/sparse_solver.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 #include "frame/progress.h"
@@ -147,6 +150,26 @@ bool residual(SparseSession& s, const cholmod_dense* b, cholmod_dense* x, cholmo
     return cholmod_sdmult(s.matrix, 0, minusOne, one, x, r, &s.common) != 0;
 }
 
+// The supernodal factor's values, allocated before the factorisation so
+// that they can be backed by huge pages. The factorisation first clears the
+// fresh factor (50 to 200 MB for a 640x480 matte), and faulting it in 4 kB
+// pages at a time was most of the matte's kernel time, a sixth of its CPU;
+// in 2 MB pages the matte takes about an eighth less CPU. Only a hint: where
+// the system has no huge page to give, the memory behaves as before, and the
+// numbers are the same either way.
+void valuesOnHugePages(SparseSession& s) {
+    cholmod_factor* f = s.factor;
+    if (!f->is_super || f->xtype != CHOLMOD_PATTERN) return;
+    if (!cholmod_change_factor(CHOLMOD_REAL, 1, 1, 1, 1, f, &s.common) || !f->x) return;
+    // The whole pages inside the values.
+    const uintptr_t page = 4096;
+    char* begin = static_cast<char*>(f->x);
+    char* end = begin + f->xsize * sizeof(double);
+    begin += (page - reinterpret_cast<uintptr_t>(begin) % page) % page;
+    end -= reinterpret_cast<uintptr_t>(end) % page;
+    if (end > begin) madvise(begin, static_cast<size_t>(end - begin), MADV_HUGEPAGE);
+}
+
 }  // namespace
 
 SparseSession::~SparseSession() { sparseRelease(*this); }
@@ -248,6 +271,7 @@ int sparseFactorise(SparseSession& s) {
     // the factorisation that would fail.
     double shift = s.perturbFromStart ? floor : 0.0;
     if (!factorFits(s)) return kSparseOutOfMemory;
+    valuesOnHugePages(s);
     const BlasOnCaller blas;
     for (int attempt = 0;; ++attempt) {
         double beta[2] = {shift, 0.0};
