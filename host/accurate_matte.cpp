@@ -10,6 +10,7 @@
 // Pixels marked fixed come back exactly as marked.
 #include <opencv2/imgproc.hpp>
 
+#include <cstdlib>
 #include "argument_checks.h"
 #include "qxhost.h"
 
@@ -30,7 +31,11 @@ AccurateMarks prepareAccurateMarks(const cv::Mat& image, const cv::Mat& marks, c
     requireDepth8(marks, "the marks", 1u << 1);
     requireSameSize(image, "the image", marks, "the marks");
     AccurateMarks out;
-    out.sampled = sampleAlpha(image, trimapFromMarks(marks), params.sampling);
+    SamplingParams sp = params.sampling;
+    if (const char* e = std::getenv("QX_RAYS")) sp.rays = std::atoi(e);
+    if (const char* e = std::getenv("QX_GRID")) sp.gridStep = std::atoi(e);
+    if (const char* e = std::getenv("QX_GATHER")) sp.gatherRadius = std::atoi(e);
+    out.sampled = sampleAlpha(image, trimapFromMarks(marks), sp);
     const cv::Mat free = (marks & 1) == 0;
     const cv::Mat sure = free & (out.sampled.confidence > params.confident);
     out.marks = marks.clone();
@@ -43,6 +48,43 @@ AccurateMarks prepareAccurateMarks(const cv::Mat& image, const cv::Mat& marks, c
     // them the marks go to the solve as they came.
     if (cv::countNonZero((out.marks & 1) == 0) < kMinFreePixels) out.marks = marks.clone();
     return out;
+}
+
+namespace {
+// The pixels whose sampled alpha the fade test and the soft fixes trust.
+cv::Mat trustedSamples(const cv::Mat& marks, const SampledAlpha& sampled, const AccurateParams& params) {
+    return ((marks & 1) == 0) & (sampled.confidence > params.confident);
+}
+}  // namespace
+
+double keptShare(const cv::Mat& solved, const cv::Mat& marks, const SampledAlpha& sampled,
+                 const AccurateParams& params) {
+    requireSameSize(solved, "the solved alpha", marks, "the marks");
+    requireSameSize(sampled.alpha, "the sampled alpha", marks, "the marks");
+    // Mid alphas only: near 0 and 255 the two agree by construction.
+    const cv::Mat mid = trustedSamples(marks, sampled, params) & (sampled.alpha >= 32) & (sampled.alpha < 224);
+    const double sampledSum = cv::sum(sampled.alpha & mid)[0];
+    if (sampledSum <= 0) return 1.0;
+    return cv::sum(solved & mid)[0] / sampledSum;
+}
+
+cv::Mat fixSampledAlpha(const cv::Mat& marks, const SampledAlpha& sampled, const AccurateParams& params) {
+    requireSameSize(sampled.alpha, "the sampled alpha", marks, "the marks");
+    cv::Mat out = marks.clone();
+    const cv::Mat fixedValue = sampled.alpha | 1;
+    AccurateParams p2 = params;
+    if (const char* e = std::getenv("QX_FIXC")) p2.confident = std::strtof(e, nullptr);
+    fixedValue.copyTo(out, trustedSamples(marks, sampled, p2));
+    return out;
+}
+
+cv::Mat trimapRoundingMarks(const cv::Mat& marks) {
+    requireDepth8(marks, "the marks", 1u << 1);
+    cv::Mat trimap(marks.size(), CV_8UC1, cv::Scalar(128));
+    const cv::Mat fixed = (marks & 1) != 0;
+    trimap.setTo(0, fixed & (marks < 128));
+    trimap.setTo(255, fixed & (marks >= 128));
+    return trimap;
 }
 
 cv::Mat finishAccurateAlpha(const cv::Mat& solved, const cv::Mat& marks) {

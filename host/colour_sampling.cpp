@@ -65,6 +65,31 @@ struct Hit {
     float distance;
 };
 
+// A candidate pair with what every pixel's fit needs of it worked out once.
+struct BlockPair {
+    std::array<float, 3> f, b, d;  // d = f - b
+    float inverse;                 // 1 / |f - b|^2
+    float penalty;                 // the cost of the samples' distances
+    // |c - (a f + (1 - a) b)| at the best alpha a in 0..1, as fitAlpha.
+    float distortion(const std::array<float, 3>& c) const {
+        const float cb0 = c[0] - b[0], cb1 = c[1] - b[1], cb2 = c[2] - b[2];
+        const float a = std::min(1.0f, std::max(0.0f, (cb0 * d[0] + cb1 * d[1] + cb2 * d[2]) * inverse));
+        const float r0 = cb0 - a * d[0], r1 = cb1 - a * d[1], r2 = cb2 - a * d[2];
+        return std::sqrt(r0 * r0 + r1 * r1 + r2 * r2);
+    }
+};
+
+BlockPair blockPair(const Hit& f, const Hit& b, float distanceWeight) {
+    BlockPair p{f.colour, b.colour, {}, 0, distanceWeight * (f.distance + b.distance)};
+    float fb2 = 0;
+    for (int k = 0; k < 3; ++k) {
+        p.d[k] = f.colour[k] - b.colour[k];
+        fb2 += p.d[k] * p.d[k];
+    }
+    p.inverse = 1.0f / std::max(fb2, 1.0f);
+    return p;
+}
+
 // Distances (pixels, CV_32FC1) from every pixel to the nearest foreground
 // and the nearest background pixel of the trimap: a ray leaps over as much as
 // lies closer than either kind it still looks for, which cannot miss one.
@@ -137,6 +162,7 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
 #pragma omp parallel for schedule(static)
     for (int by = 0; by < h; by += step) {
         std::vector<Hit> fg, bg;
+        std::vector<BlockPair> pairs;
         for (int bx = 0; bx < w; bx += step) {
             const int ex = std::min(w, bx + step), ey = std::min(h, by + step);
             bool any = false;
@@ -152,19 +178,27 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
                 castRay(image, trimap, known, bx, by, std::cos(angle), std::sin(angle),
                         static_cast<float>(params.maxDistance), fg, bg);
             }
+            // The block's pairs, nearest first: a pixel stops at the first pair
+            // whose distance alone costs more than its best fit so far.
+            pairs.clear();
+            for (const Hit& f : fg)
+                for (const Hit& b : bg) pairs.push_back(blockPair(f, b, params.distanceWeight));
+            std::sort(pairs.begin(), pairs.end(),
+                      [](const BlockPair& a, const BlockPair& b) { return a.penalty < b.penalty; });
             for (int y = by; y < ey; ++y)
                 for (int x = bx; x < ex; ++x) {
                     if (!unknownAt(x, y)) continue;
                     const auto c = colourAt(image, x, y);
+                    float bestCost = 1e30f;
+                    const BlockPair* chosen = nullptr;
+                    for (const BlockPair& q : pairs) {
+                        if (q.penalty >= bestCost) break;
+                        const float cost = q.distortion(c) + q.penalty;
+                        if (cost < bestCost) bestCost = cost, chosen = &q;
+                    }
+                    if (!chosen) continue;
                     Pair& p = best[static_cast<std::size_t>(y) * w + x];
-                    for (const Hit& f : fg)
-                        for (const Hit& b : bg) {
-                            float e;
-                            fitAlpha(c, f.colour, b.colour, &e);
-                            const float cost = e + params.distanceWeight * (f.distance + b.distance);
-                            if (cost < p.cost) p = {f.colour, b.colour, cost};
-                        }
-                    if (p.cost < 1e30f) fitAlpha(c, p.f, p.b, &p.cost);  // keep the distortion alone
+                    p = {chosen->f, chosen->b, chosen->distortion(c)};  // the distortion alone
                 }
         }
     }

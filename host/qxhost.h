@@ -427,6 +427,11 @@ struct AccurateParams {
     float confident = 0.6f;  // sampled pixels above this confidence may become fixed marks
     int certainLevels = 8;   // ... when their alpha is within this of 0 or 255
     float backgroundLevels = 10.0f;  // ... and, to become cut, their colour within this of the background
+    // A solve whose alpha, summed over the free pixels sampled with confidence
+    // above `confident` at alphas 32 to 223, is below this share of the sampled
+    // alpha has faded (long faint strands far from foreground marks): those
+    // pixels then take the sampled alpha as fixed marks.
+    float fadedShare = 0.6f;
 };
 
 // Marks (library coding) readied for the solve, and the sampling behind them.
@@ -443,6 +448,21 @@ struct AccurateMarks {
 // pixels would stay free.
 AccurateMarks prepareAccurateMarks(const cv::Mat& image, const cv::Mat& marks,
                                    const AccurateParams& params = AccurateParams());
+
+// How much of the sampled alpha a solve kept: the sum of solved over the sum
+// of sampled alpha, on the pixels that marks leaves free and that were
+// sampled with confidence above params.confident at alphas 32 to 223 (1 when
+// there are none). Below params.fadedShare the solve has faded.
+double keptShare(const cv::Mat& solved, const cv::Mat& marks, const SampledAlpha& sampled,
+                 const AccurateParams& params = AccurateParams());
+
+// marks with the free pixels sampled with confidence above params.confident
+// fixed at their sampled alpha (odd values, within a level of it).
+cv::Mat fixSampledAlpha(const cv::Mat& marks, const SampledAlpha& sampled, const AccurateParams& params = AccurateParams());
+
+// A trimap for planning and for qxMaskAlpha from marks: fixed pixels 0 or 255
+// (soft fixed values by which side of 128 they lie), free ones 128.
+cv::Mat trimapRoundingMarks(const cv::Mat& marks);
 
 // The solved alpha with the pixels marks holds fixed as marked: fixed cut 0,
 // fixed keep 255, other fixed (odd) marks their value, whatever the solve
