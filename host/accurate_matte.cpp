@@ -10,7 +10,6 @@
 // Pixels marked fixed come back exactly as marked.
 #include <opencv2/imgproc.hpp>
 
-#include <cstdlib>
 #include "argument_checks.h"
 #include "qxhost.h"
 
@@ -31,11 +30,7 @@ AccurateMarks prepareAccurateMarks(const cv::Mat& image, const cv::Mat& marks, c
     requireDepth8(marks, "the marks", 1u << 1);
     requireSameSize(image, "the image", marks, "the marks");
     AccurateMarks out;
-    SamplingParams sp = params.sampling;
-    if (const char* e = std::getenv("QX_RAYS")) sp.rays = std::atoi(e);
-    if (const char* e = std::getenv("QX_GRID")) sp.gridStep = std::atoi(e);
-    if (const char* e = std::getenv("QX_GATHER")) sp.gatherRadius = std::atoi(e);
-    out.sampled = sampleAlpha(image, trimapFromMarks(marks), sp);
+    out.sampled = sampleAlpha(image, trimapFromMarks(marks), params.sampling);
     const cv::Mat free = (marks & 1) == 0;
     const cv::Mat sure = free & (out.sampled.confidence > params.confident);
     out.marks = marks.clone();
@@ -68,13 +63,29 @@ double keptShare(const cv::Mat& solved, const cv::Mat& marks, const SampledAlpha
     return cv::sum(solved & mid)[0] / sampledSum;
 }
 
+bool quickSolveFades(const cv::Mat& image, const cv::Mat& marks, const SampledAlpha& sampled,
+                     const AccurateParams& params) {
+    requireSameSize(image, "the image", marks, "the marks");
+    cv::Mat smallImage, smallMarks, quick;
+    const cv::Size half((image.cols + 1) / 2, (image.rows + 1) / 2);
+    cv::resize(image, smallImage, half, 0, 0, cv::INTER_AREA);
+    cv::resize(marks, smallMarks, half, 0, 0, cv::INTER_NEAREST);
+    CutoutSettings coarse;
+    coarse.fullSize = false;
+    try {
+        quick = keepCutToAlpha(smallImage, smallMarks, coarse);
+    } catch (const LibraryFailure&) {
+        return false;  // no marks of one kind left in the copy, or too large: the full solve will tell
+    }
+    cv::resize(quick, quick, image.size(), 0, 0, cv::INTER_LINEAR);
+    return keptShare(quick, marks, sampled, params) < params.fadedShare;
+}
+
 cv::Mat fixSampledAlpha(const cv::Mat& marks, const SampledAlpha& sampled, const AccurateParams& params) {
     requireSameSize(sampled.alpha, "the sampled alpha", marks, "the marks");
     cv::Mat out = marks.clone();
     const cv::Mat fixedValue = sampled.alpha | 1;
-    AccurateParams p2 = params;
-    if (const char* e = std::getenv("QX_FIXC")) p2.confident = std::strtof(e, nullptr);
-    fixedValue.copyTo(out, trustedSamples(marks, sampled, p2));
+    fixedValue.copyTo(out, ((marks & 1) == 0) & (sampled.confidence > params.fixConfident));
     return out;
 }
 

@@ -244,18 +244,12 @@ RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadS
     double budget = libraryMemoryBudget();
     RoadResult result;
     result.plan = planRoute(solveTrimap, settings, budget);
-    // Routes that take fixed soft marks: when a quick half-size solve fades
+    // Routes that take fixed soft marks: when a quick coarse solve fades
     // the sampled alpha (long faint strands far from the foreground), the
     // sampled alpha goes in as fixed marks and the solve fills in the rest.
     bool sampledFixed = false;
     if (accurate && result.plan.route != Route::Matte && result.plan.route != Route::Reduced) {
-        cv::Mat quick;
-        try {
-            quick = solveTiles(image, marks, true, Progress());
-        } catch (const LibraryFailure& f) {
-            if (!sizeOrMemory(f)) throw;
-        }
-        if (!quick.empty() && keptShare(quick, marks, prepared.sampled) < AccurateParams().fadedShare) {
+        if (quickSolveFades(image, marks, prepared.sampled)) {
             marks = fixSampledAlpha(marks, prepared.sampled);
             solveTrimap = trimapRoundingMarks(marks);
             result.plan = planRoute(solveTrimap, settings, budget);

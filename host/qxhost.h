@@ -429,9 +429,12 @@ struct AccurateParams {
     float backgroundLevels = 10.0f;  // ... and, to become cut, their colour within this of the background
     // A solve whose alpha, summed over the free pixels sampled with confidence
     // above `confident` at alphas 32 to 223, is below this share of the sampled
-    // alpha has faded (long faint strands far from foreground marks): those
-    // pixels then take the sampled alpha as fixed marks.
+    // alpha has faded (long faint strands far from foreground marks) ...
     float fadedShare = 0.6f;
+    // ... and then the free pixels sampled with confidence above this take the
+    // sampled alpha as fixed marks (a third of the unknowns are left to solve
+    // on the wide band of bench_host_accuracy).
+    float fixConfident = 0.3f;
 };
 
 // Marks (library coding) readied for the solve, and the sampling behind them.
@@ -456,7 +459,14 @@ AccurateMarks prepareAccurateMarks(const cv::Mat& image, const cv::Mat& marks,
 double keptShare(const cv::Mat& solved, const cv::Mat& marks, const SampledAlpha& sampled,
                  const AccurateParams& params = AccurateParams());
 
-// marks with the free pixels sampled with confidence above params.confident
+// Whether a quick solve of a quarter-size copy (qxKeepCutToAlpha's half-size
+// tiles on a half-size copy of image and marks) keeps less than
+// params.fadedShare of the sampled alpha (keptShare). False when the library
+// cannot solve the copy.
+bool quickSolveFades(const cv::Mat& image, const cv::Mat& marks, const SampledAlpha& sampled,
+                     const AccurateParams& params = AccurateParams());
+
+// marks with the free pixels sampled with confidence above params.fixConfident
 // fixed at their sampled alpha (odd values, within a level of it).
 cv::Mat fixSampledAlpha(const cv::Mat& marks, const SampledAlpha& sampled, const AccurateParams& params = AccurateParams());
 
