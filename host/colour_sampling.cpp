@@ -3,7 +3,8 @@
 //
 // From each small block of unknown pixels a fan of rays runs out in
 // directions turned by a per-block pattern, so that neighbouring blocks look
-// along different lines; rays leap over the pixels nearer than any known
+// along different lines; half of them first, the other half only where the
+// first half leaves a pixel poorly explained. Rays leap over the pixels nearer than any known
 // pixel of the kinds they still look for. The first known foreground pixel
 // and the first known background pixel a ray meets are candidates; a ray
 // runs on through known pixels of the other kind, so a background hole
@@ -177,26 +178,15 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
     for (int by = 0; by < h; by += step) {
         std::vector<Hit> fg, bg;
         std::vector<BlockPair> pairs;
-        for (int bx = 0; bx < w; bx += step) {
-            const int ex = std::min(w, bx + step), ey = std::min(h, by + step);
-            bool any = false;
-            for (int y = by; y < ey && !any; ++y)
-                for (int x = bx; x < ex && !any; ++x) any = unknownAt(x, y);
-            if (!any) continue;
-            fg.clear();
-            bg.clear();
-            // A 3 x 3 pattern of turns so that neighbouring blocks' rays interleave.
-            const float offset = (((bx / step) % 3) * 3 + ((by / step) % 3)) / 9.0f;
-            for (int r = 0; r < params.rays; ++r) {
-                const float angle = (r + offset) * turn;
-                castRay(image, cells, bx, by, std::cos(angle), std::sin(angle),
-                        static_cast<float>(params.maxDistance), fg, bg);
-            }
-            // The block's pairs; a pixel skips those whose distance alone costs
-            // more than its best fit so far.
+        // Each unknown pixel of the block picks from the candidates the pair
+        // that best explains its own colour; the worst of their distortions.
+        const auto fitBlock = [&](int bx, int by, int ex, int ey) {
+            // A pixel skips the pairs whose distance alone costs more than its
+            // best fit so far.
             pairs.clear();
             for (const Hit& f : fg)
                 for (const Hit& b : bg) pairs.push_back(blockPair(f, b, params.distanceWeight));
+            float worst = 0;
             for (int y = by; y < ey; ++y)
                 for (int x = bx; x < ex; ++x) {
                     if (!unknownAt(x, y)) continue;
@@ -208,10 +198,40 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
                         const float cost = q.distortion(c) + q.penalty;
                         if (cost < bestCost) bestCost = cost, chosen = &q;
                     }
-                    if (!chosen) continue;
+                    if (!chosen) {
+                        worst = 1e30f;
+                        continue;
+                    }
                     Pair& p = best[static_cast<std::size_t>(y) * w + x];
                     p = {chosen->f, chosen->b, chosen->distortion(c)};  // the distortion alone
+                    worst = std::max(worst, p.cost);
                 }
+            return worst;
+        };
+        for (int bx = 0; bx < w; bx += step) {
+            const int ex = std::min(w, bx + step), ey = std::min(h, by + step);
+            bool any = false;
+            for (int y = by; y < ey && !any; ++y)
+                for (int x = bx; x < ex && !any; ++x) any = unknownAt(x, y);
+            if (!any) continue;
+            fg.clear();
+            bg.clear();
+            // A 3 x 3 pattern of turns so that neighbouring blocks' rays interleave.
+            const float offset = (((bx / step) % 3) * 3 + ((by / step) % 3)) / 9.0f;
+            // Every other ray first; the rest only when some pixel of the block
+            // is still explained worse than params.enoughFit by the pairs found.
+            const auto cast = [&](int first) {
+                for (int r = first; r < params.rays; r += 2) {
+                    const float angle = (r + offset) * turn;
+                    castRay(image, cells, bx, by, std::cos(angle), std::sin(angle),
+                            static_cast<float>(params.maxDistance), fg, bg);
+                }
+            };
+            cast(0);
+            if (fitBlock(bx, by, ex, ey) >= params.enoughFit) {
+                cast(1);
+                fitBlock(bx, by, ex, ey);
+            }
         }
     }
 
