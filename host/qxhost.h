@@ -417,8 +417,8 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
 
 // Which road a matte takes.
 enum class MatteMethod {
-    Accurate,  // colour sampling around the library's solve (below)
-    Design,    // the library's solve alone; the default
+    Accurate,  // colour sampling around the library's solve (below); the default
+    Design,    // the library's solve alone
 };
 // "accurate", "design" (throws std::invalid_argument for anything else).
 MatteMethod parseMatteMethod(const std::string& name);
@@ -550,12 +550,11 @@ struct RoadSettings {
     double unknownEstimate = -1;   // LibraryMatte only; negative: the trimap's count
     bool colours = false;          // also recover foreground colours
     ColourMethod colourMethod = ColourMethod::FullResolution;
-    // Accurate: colour sampling fixes the pixels it is sure of before the
-    // solve (prepareAccurateMarks), unless other bounds are given. Design:
-    // the library's solve alone, the default: on a wide band of faint hair
-    // (1.9 MP, 40% unknown) the fixed background between strands pulls the
-    // solve's strands down (SAD 127 against 94), and it takes 1.3 times the CPU.
-    MatteMethod method = MatteMethod::Design;
+    // Accurate, the default: colour sampling fixes the pixels it is sure of
+    // before the solve (prepareAccurateMarks), and the sampled alpha where a
+    // quick solve fades it (quickSolveFades); unless other bounds are given.
+    // Design: the library's solve alone.
+    MatteMethod method = MatteMethod::Accurate;
 };
 
 // The route chosen and why, before the work.
