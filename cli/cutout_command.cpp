@@ -16,7 +16,7 @@ namespace qxcli {
 namespace {
 
 struct Options {
-    std::string image, marks, output, alpha, colours = "full", edit, only, previous, method = "design";
+    std::string image, marks, output, alpha, colours = "full", edit, only, previous, method = "accurate";
     bool half = false, noColours = false, verbose = false;
     int border = 8;
 };
@@ -126,8 +126,8 @@ Command addCutout(CLI::App& app) {
     sub->add_flag("--no-colours", c->noColours, "Keep the image's own colours instead of recovering them");
     addColoursOption(sub, c->colours);
     sub->add_option("--method", c->method,
-                    "design: the library's solve alone; accurate: colour sampling fixes the pixels it is sure of "
-                    "before the solve (better on enclosed holes and foliage, worse on wide bands of fine hair) (always for --edit)")
+                    "accurate: colour sampling fixes the pixels it is sure of before the solve, and takes over "
+                    "where the solve fades long faint strands; design: the library's solve alone (always for --edit)")
         ->capture_default_str()
         ->check(CLI::IsMember({"accurate", "design"}));
     sub->add_option("--edit", c->edit, "Re-solve only this rectangle X,Y,W,H of the --previous cut-out");

@@ -11,7 +11,7 @@ namespace {
 
 struct Options {
     std::string image, trimap, output, preview, over = "FFFFFF", foreground, cutout, colours = "full",
-        method = "design";
+        method = "accurate";
     qxhost::MatteBounds bounds;
     double unknown = -1;  // negative: count the trimap's unknown pixels (and choose the route)
     bool verbose = false;
@@ -72,8 +72,8 @@ Command addMatte(CLI::App& app) {
     sub->add_option("--cutout", c->cutout, "Write an RGBA cut-out: recovered colours and the alpha");
     addColoursOption(sub, c->colours);
     sub->add_option("--method", c->method,
-                    "design: the library's solve alone; accurate: colour sampling fixes the pixels it is sure of "
-                    "before the solve (better on enclosed holes and foliage, worse on wide bands of fine hair) (also whenever a "
+                    "accurate: colour sampling fixes the pixels it is sure of before the solve, and takes over "
+                    "where the solve fades long faint strands; design: the library's solve alone (also whenever a "
                     "stretch bound is given)")
         ->capture_default_str()
         ->check(CLI::IsMember({"accurate", "design"}));

@@ -45,6 +45,59 @@ AccurateMarks prepareAccurateMarks(const cv::Mat& image, const cv::Mat& marks, c
     return out;
 }
 
+namespace {
+// The pixels whose sampled alpha the fade test and the soft fixes trust.
+cv::Mat trustedSamples(const cv::Mat& marks, const SampledAlpha& sampled, const AccurateParams& params) {
+    return ((marks & 1) == 0) & (sampled.confidence > params.confident);
+}
+}  // namespace
+
+double keptShare(const cv::Mat& solved, const cv::Mat& marks, const SampledAlpha& sampled,
+                 const AccurateParams& params) {
+    requireSameSize(solved, "the solved alpha", marks, "the marks");
+    requireSameSize(sampled.alpha, "the sampled alpha", marks, "the marks");
+    // Mid alphas only: near 0 and 255 the two agree by construction.
+    const cv::Mat mid = trustedSamples(marks, sampled, params) & (sampled.alpha >= 32) & (sampled.alpha < 224);
+    const double sampledSum = cv::sum(sampled.alpha & mid)[0];
+    if (sampledSum <= 0) return 1.0;
+    return cv::sum(solved & mid)[0] / sampledSum;
+}
+
+bool quickSolveFades(const cv::Mat& image, const cv::Mat& marks, const SampledAlpha& sampled,
+                     const AccurateParams& params) {
+    requireSameSize(image, "the image", marks, "the marks");
+    cv::Mat smallImage, smallMarks, quick;
+    const cv::Size half((image.cols + 1) / 2, (image.rows + 1) / 2);
+    cv::resize(image, smallImage, half, 0, 0, cv::INTER_AREA);
+    cv::resize(marks, smallMarks, half, 0, 0, cv::INTER_NEAREST);
+    CutoutSettings coarse;
+    coarse.fullSize = false;
+    try {
+        quick = keepCutToAlpha(smallImage, smallMarks, coarse);
+    } catch (const LibraryFailure&) {
+        return false;  // no marks of one kind left in the copy, or too large: the full solve will tell
+    }
+    cv::resize(quick, quick, image.size(), 0, 0, cv::INTER_LINEAR);
+    return keptShare(quick, marks, sampled, params) < params.fadedShare;
+}
+
+cv::Mat fixSampledAlpha(const cv::Mat& marks, const SampledAlpha& sampled, const AccurateParams& params) {
+    requireSameSize(sampled.alpha, "the sampled alpha", marks, "the marks");
+    cv::Mat out = marks.clone();
+    const cv::Mat fixedValue = sampled.alpha | 1;
+    fixedValue.copyTo(out, ((marks & 1) == 0) & (sampled.confidence > params.fixConfident));
+    return out;
+}
+
+cv::Mat trimapRoundingMarks(const cv::Mat& marks) {
+    requireDepth8(marks, "the marks", 1u << 1);
+    cv::Mat trimap(marks.size(), CV_8UC1, cv::Scalar(128));
+    const cv::Mat fixed = (marks & 1) != 0;
+    trimap.setTo(0, fixed & (marks < 128));
+    trimap.setTo(255, fixed & (marks >= 128));
+    return trimap;
+}
+
 cv::Mat finishAccurateAlpha(const cv::Mat& solved, const cv::Mat& marks) {
     requireDepth8(solved, "the solved alpha", 1u << 1);
     requireSameSize(solved, "the solved alpha", marks, "the marks");

@@ -3,7 +3,8 @@
 //
 // From each small block of unknown pixels a fan of rays runs out in
 // directions turned by a per-block pattern, so that neighbouring blocks look
-// along different lines; rays leap over the pixels nearer than any known
+// along different lines; half of them first, the other half only where the
+// first half leaves a pixel poorly explained. Rays leap over the pixels nearer than any known
 // pixel of the kinds they still look for. The first known foreground pixel
 // and the first known background pixel a ray meets are candidates; a ray
 // runs on through known pixels of the other kind, so a background hole
@@ -65,23 +66,62 @@ struct Hit {
     float distance;
 };
 
-// Distances (pixels, CV_32FC1) from every pixel to the nearest foreground
-// and the nearest background pixel of the trimap: a ray leaps over as much as
-// lies closer than either kind it still looks for, which cannot miss one.
-struct KnownDistances {
-    cv::Mat toFore, toBack;
+// A candidate pair with what every pixel's fit needs of it worked out once.
+struct BlockPair {
+    std::array<float, 3> f, b, d;  // d = f - b
+    float inverse;                 // 1 / |f - b|^2
+    float penalty;                 // the cost of the samples' distances
+    // |c - (a f + (1 - a) b)| at the best alpha a in 0..1, as fitAlpha.
+    float distortion(const std::array<float, 3>& c) const {
+        const float cb0 = c[0] - b[0], cb1 = c[1] - b[1], cb2 = c[2] - b[2];
+        const float a = std::min(1.0f, std::max(0.0f, (cb0 * d[0] + cb1 * d[1] + cb2 * d[2]) * inverse));
+        const float r0 = cb0 - a * d[0], r1 = cb1 - a * d[1], r2 = cb2 - a * d[2];
+        return std::sqrt(r0 * r0 + r1 * r1 + r2 * r2);
+    }
 };
 
-KnownDistances knownDistances(const cv::Mat& trimap) {
-    KnownDistances d;
-    cv::distanceTransform(trimap != 255, d.toFore, cv::DIST_L2, cv::DIST_MASK_PRECISE);
-    cv::distanceTransform(trimap != 0, d.toBack, cv::DIST_L2, cv::DIST_MASK_PRECISE);
-    return d;
+BlockPair blockPair(const Hit& f, const Hit& b, float distanceWeight) {
+    BlockPair p{f.colour, b.colour, {}, 0, distanceWeight * (f.distance + b.distance)};
+    float fb2 = 0;
+    for (int k = 0; k < 3; ++k) {
+        p.d[k] = f.colour[k] - b.colour[k];
+        fb2 += p.d[k] * p.d[k];
+    }
+    p.inverse = 1.0f / std::max(fb2, 1.0f);
+    return p;
+}
+
+// For every pixel, its kind and its distances (whole pixels, rounded down,
+// at most 255) to the nearest foreground and the nearest background pixel of
+// the trimap, in three bytes side by side so that a ray's step reads one
+// place (the steps' reads are most of the sampling's time): a ray leaps over
+// as much as lies closer than either kind it still looks for, which cannot
+// miss one.
+struct Cell {
+    unsigned char toFore, toBack;
+    unsigned char kind;  // 255 foreground, 0 background, else unknown
+};
+
+std::vector<Cell> knownCells(const cv::Mat& trimap) {
+    cv::Mat toFore, toBack;
+    cv::distanceTransform(trimap != 255, toFore, cv::DIST_L2, cv::DIST_MASK_PRECISE);
+    cv::distanceTransform(trimap != 0, toBack, cv::DIST_L2, cv::DIST_MASK_PRECISE);
+    std::vector<Cell> cells(trimap.total());
+    for (int y = 0; y < trimap.rows; ++y) {
+        const float* f = toFore.ptr<float>(y);
+        const float* b = toBack.ptr<float>(y);
+        const unsigned char* t = trimap.ptr<unsigned char>(y);
+        Cell* c = &cells[static_cast<std::size_t>(y) * trimap.cols];
+        for (int x = 0; x < trimap.cols; ++x)
+            c[x] = {static_cast<unsigned char>(std::min(f[x], 255.0f)),
+                    static_cast<unsigned char>(std::min(b[x], 255.0f)), t[x]};
+    }
+    return cells;
 }
 
 // The first foreground and background pixels along the ray from (x, y).
-void castRay(const cv::Mat& image, const cv::Mat& trimap, const KnownDistances& known, int x, int y, float dx,
-             float dy, float maxDistance, std::vector<Hit>& fg, std::vector<Hit>& bg) {
+void castRay(const cv::Mat& image, const std::vector<Cell>& cells, int x, int y, float dx, float dy,
+             float maxDistance, std::vector<Hit>& fg, std::vector<Hit>& bg) {
     bool haveF = false, haveB = false;
     float px = x + 0.5f, py = y + 0.5f, travelled = 0, leap = 1;
     while (!(haveF && haveB)) {
@@ -90,21 +130,21 @@ void castRay(const cv::Mat& image, const cv::Mat& trimap, const KnownDistances& 
         travelled += leap;
         const int ix = static_cast<int>(px), iy = static_cast<int>(py);
         if (travelled > maxDistance || px < 0 || py < 0 || ix >= image.cols || iy >= image.rows) return;
-        const unsigned char t = trimap.at<unsigned char>(iy, ix);
-        if (t == 255 && !haveF) {
+        const Cell& cell = cells[static_cast<std::size_t>(iy) * image.cols + ix];
+        if (cell.kind == 255 && !haveF) {
             fg.push_back({colourAt(image, ix, iy), travelled});
             haveF = true;
-        } else if (t == 0 && !haveB) {
+        } else if (cell.kind == 0 && !haveB) {
             bg.push_back({colourAt(image, ix, iy), travelled});
             haveB = true;
         }
         // Every pixel whose centre lies within the nearest distance of the kinds
         // still missing is neither; 1.5 covers the ray point's offset from the
-        // centres on both ends.
-        float clear = 1e30f;
-        if (!haveF) clear = known.toFore.at<float>(iy, ix);
-        if (!haveB) clear = std::min(clear, known.toBack.at<float>(iy, ix));
-        leap = std::max(1.0f, std::floor(clear - 1.5f));
+        // centres on both ends, and one more the rounding down.
+        int clear = 255;
+        if (!haveF) clear = cell.toFore;
+        if (!haveB) clear = std::min(clear, static_cast<int>(cell.toBack));
+        leap = static_cast<float>(std::max(1, clear - 2));
     }
 }
 
@@ -129,7 +169,7 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
     // candidates the pair that best explains its own colour.
     const float turn = 2 * static_cast<float>(CV_PI) / params.rays;
     const int step = std::max(1, params.gridStep);
-    const KnownDistances known = knownDistances(trimap);
+    const std::vector<Cell> cells = knownCells(trimap);
     auto unknownAt = [&](int x, int y) {
         const unsigned char t = trimap.at<unsigned char>(y, x);
         return t != 0 && t != 255;
@@ -137,6 +177,37 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
 #pragma omp parallel for schedule(static)
     for (int by = 0; by < h; by += step) {
         std::vector<Hit> fg, bg;
+        std::vector<BlockPair> pairs;
+        // Each unknown pixel of the block picks from the candidates the pair
+        // that best explains its own colour; the worst of their distortions.
+        const auto fitBlock = [&](int bx, int by, int ex, int ey) {
+            // A pixel skips the pairs whose distance alone costs more than its
+            // best fit so far.
+            pairs.clear();
+            for (const Hit& f : fg)
+                for (const Hit& b : bg) pairs.push_back(blockPair(f, b, params.distanceWeight));
+            float worst = 0;
+            for (int y = by; y < ey; ++y)
+                for (int x = bx; x < ex; ++x) {
+                    if (!unknownAt(x, y)) continue;
+                    const auto c = colourAt(image, x, y);
+                    float bestCost = 1e30f;
+                    const BlockPair* chosen = nullptr;
+                    for (const BlockPair& q : pairs) {
+                        if (q.penalty >= bestCost) continue;
+                        const float cost = q.distortion(c) + q.penalty;
+                        if (cost < bestCost) bestCost = cost, chosen = &q;
+                    }
+                    if (!chosen) {
+                        worst = 1e30f;
+                        continue;
+                    }
+                    Pair& p = best[static_cast<std::size_t>(y) * w + x];
+                    p = {chosen->f, chosen->b, chosen->distortion(c)};  // the distortion alone
+                    worst = std::max(worst, p.cost);
+                }
+            return worst;
+        };
         for (int bx = 0; bx < w; bx += step) {
             const int ex = std::min(w, bx + step), ey = std::min(h, by + step);
             bool any = false;
@@ -147,25 +218,20 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
             bg.clear();
             // A 3 x 3 pattern of turns so that neighbouring blocks' rays interleave.
             const float offset = (((bx / step) % 3) * 3 + ((by / step) % 3)) / 9.0f;
-            for (int r = 0; r < params.rays; ++r) {
-                const float angle = (r + offset) * turn;
-                castRay(image, trimap, known, bx, by, std::cos(angle), std::sin(angle),
-                        static_cast<float>(params.maxDistance), fg, bg);
-            }
-            for (int y = by; y < ey; ++y)
-                for (int x = bx; x < ex; ++x) {
-                    if (!unknownAt(x, y)) continue;
-                    const auto c = colourAt(image, x, y);
-                    Pair& p = best[static_cast<std::size_t>(y) * w + x];
-                    for (const Hit& f : fg)
-                        for (const Hit& b : bg) {
-                            float e;
-                            fitAlpha(c, f.colour, b.colour, &e);
-                            const float cost = e + params.distanceWeight * (f.distance + b.distance);
-                            if (cost < p.cost) p = {f.colour, b.colour, cost};
-                        }
-                    if (p.cost < 1e30f) fitAlpha(c, p.f, p.b, &p.cost);  // keep the distortion alone
+            // Every other ray first; the rest only when some pixel of the block
+            // is still explained worse than params.enoughFit by the pairs found.
+            const auto cast = [&](int first) {
+                for (int r = first; r < params.rays; r += 2) {
+                    const float angle = (r + offset) * turn;
+                    castRay(image, cells, bx, by, std::cos(angle), std::sin(angle),
+                            static_cast<float>(params.maxDistance), fg, bg);
                 }
+            };
+            cast(0);
+            if (fitBlock(bx, by, ex, ey) >= params.enoughFit) {
+                cast(1);
+                fitBlock(bx, by, ex, ey);
+            }
         }
     }
 

@@ -232,8 +232,11 @@ RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadS
     const MatteBounds plain;
     const bool plainBounds = settings.bounds.inHigh == plain.inHigh && settings.bounds.inLow == plain.inLow &&
                              settings.bounds.outHigh == plain.outHigh && settings.bounds.outLow == plain.outLow;
-    if (settings.method == MatteMethod::Accurate && plainBounds) {
-        marks = prepareAccurateMarks(image, marks).marks;
+    const bool accurate = settings.method == MatteMethod::Accurate && plainBounds;
+    AccurateMarks prepared;
+    if (accurate) {
+        prepared = prepareAccurateMarks(image, marks);
+        marks = prepared.marks;
         solveTrimap = trimapFromMarks(marks);
     }
 
@@ -241,6 +244,18 @@ RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadS
     double budget = libraryMemoryBudget();
     RoadResult result;
     result.plan = planRoute(solveTrimap, settings, budget);
+    // Routes that take fixed soft marks: when a quick coarse solve fades
+    // the sampled alpha (long faint strands far from the foreground), the
+    // sampled alpha goes in as fixed marks and the solve fills in the rest.
+    bool sampledFixed = false;
+    if (accurate && result.plan.route != Route::Matte && result.plan.route != Route::Reduced) {
+        if (quickSolveFades(image, marks, prepared.sampled)) {
+            marks = fixSampledAlpha(marks, prepared.sampled);
+            solveTrimap = trimapRoundingMarks(marks);
+            result.plan = planRoute(solveTrimap, settings, budget);
+            sampledFixed = true;
+        }
+    }
 
     // 4. The solve, with a smaller route as a second line when the library
     // still finds the system or its memory too large.
@@ -262,8 +277,16 @@ RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadS
         }
     }
 
-    // 5. Finish: certain pixels are exactly as the trimap marks them, and the
-    // colours follow the alpha.
+    // 5. Finish: fixed marks as marked; the one full-size solve's faded
+    // pixels take their sampled alpha (qxMaskAlpha takes no soft marks);
+    // certain pixels are exactly as the trimap marks them, and the colours
+    // follow the alpha.
+    if (accurate) {
+        if (!sampledFixed && (result.plan.route == Route::Matte || result.plan.route == Route::Reduced) &&
+            keptShare(result.alpha, marks, prepared.sampled) < AccurateParams().fadedShare)
+            marks = fixSampledAlpha(marks, prepared.sampled);
+        result.alpha = finishAccurateAlpha(result.alpha, marks);
+    }
     result.alpha.setTo(0, trimap == 0);
     result.alpha.setTo(255, trimap == 255);
     if (result.plan.scale < 1) {

@@ -396,6 +396,7 @@ struct SamplingParams {
     float distanceWeight = 0.05f;   // cost, in levels, of a pixel of ray length
     int gatherRadius = 2;           // neighbours whose pairs each pixel tries
     int gridStep = 2;               // the pixels of each gridStep x gridStep block share their rays
+    float enoughFit = 8.0f;         // every other ray only, when they explain each pixel of a block this well (levels)
     float distortionScale = 6.0f;   // colour misfit (levels) at which confidence falls to 1/e
     float separationScale = 60.0f;  // foreground-background distance (levels) for full confidence
 };
@@ -416,8 +417,8 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
 
 // Which road a matte takes.
 enum class MatteMethod {
-    Accurate,  // colour sampling around the library's solve (below)
-    Design,    // the library's solve alone; the default
+    Accurate,  // colour sampling around the library's solve (below); the default
+    Design,    // the library's solve alone
 };
 // "accurate", "design" (throws std::invalid_argument for anything else).
 MatteMethod parseMatteMethod(const std::string& name);
@@ -427,6 +428,14 @@ struct AccurateParams {
     float confident = 0.6f;  // sampled pixels above this confidence may become fixed marks
     int certainLevels = 8;   // ... when their alpha is within this of 0 or 255
     float backgroundLevels = 10.0f;  // ... and, to become cut, their colour within this of the background
+    // A solve whose alpha, summed over the free pixels sampled with confidence
+    // above `confident` at alphas 32 to 223, is below this share of the sampled
+    // alpha has faded (long faint strands far from foreground marks) ...
+    float fadedShare = 0.6f;
+    // ... and then the free pixels sampled with confidence above this take the
+    // sampled alpha as fixed marks (a third of the unknowns are left to solve
+    // on the wide band of bench_host_accuracy).
+    float fixConfident = 0.3f;
 };
 
 // Marks (library coding) readied for the solve, and the sampling behind them.
@@ -443,6 +452,28 @@ struct AccurateMarks {
 // pixels would stay free.
 AccurateMarks prepareAccurateMarks(const cv::Mat& image, const cv::Mat& marks,
                                    const AccurateParams& params = AccurateParams());
+
+// How much of the sampled alpha a solve kept: the sum of solved over the sum
+// of sampled alpha, on the pixels that marks leaves free and that were
+// sampled with confidence above params.confident at alphas 32 to 223 (1 when
+// there are none). Below params.fadedShare the solve has faded.
+double keptShare(const cv::Mat& solved, const cv::Mat& marks, const SampledAlpha& sampled,
+                 const AccurateParams& params = AccurateParams());
+
+// Whether a quick solve of a quarter-size copy (qxKeepCutToAlpha's half-size
+// tiles on a half-size copy of image and marks) keeps less than
+// params.fadedShare of the sampled alpha (keptShare). False when the library
+// cannot solve the copy.
+bool quickSolveFades(const cv::Mat& image, const cv::Mat& marks, const SampledAlpha& sampled,
+                     const AccurateParams& params = AccurateParams());
+
+// marks with the free pixels sampled with confidence above params.fixConfident
+// fixed at their sampled alpha (odd values, within a level of it).
+cv::Mat fixSampledAlpha(const cv::Mat& marks, const SampledAlpha& sampled, const AccurateParams& params = AccurateParams());
+
+// A trimap for planning and for qxMaskAlpha from marks: fixed pixels 0 or 255
+// (soft fixed values by which side of 128 they lie), free ones 128.
+cv::Mat trimapRoundingMarks(const cv::Mat& marks);
 
 // The solved alpha with the pixels marks holds fixed as marked: fixed cut 0,
 // fixed keep 255, other fixed (odd) marks their value, whatever the solve
@@ -519,12 +550,11 @@ struct RoadSettings {
     double unknownEstimate = -1;   // LibraryMatte only; negative: the trimap's count
     bool colours = false;          // also recover foreground colours
     ColourMethod colourMethod = ColourMethod::FullResolution;
-    // Accurate: colour sampling fixes the pixels it is sure of before the
-    // solve (prepareAccurateMarks), unless other bounds are given. Design:
-    // the library's solve alone, the default: on a wide band of faint hair
-    // (1.9 MP, 40% unknown) the fixed background between strands pulls the
-    // solve's strands down (SAD 127 against 94), and it takes 1.3 times the CPU.
-    MatteMethod method = MatteMethod::Design;
+    // Accurate, the default: colour sampling fixes the pixels it is sure of
+    // before the solve (prepareAccurateMarks), and the sampled alpha where a
+    // quick solve fades it (quickSolveFades); unless other bounds are given.
+    // Design: the library's solve alone.
+    MatteMethod method = MatteMethod::Accurate;
 };
 
 // The route chosen and why, before the work.

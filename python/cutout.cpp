@@ -39,8 +39,10 @@ int onlyArg(const py::object& only) {
 }  // namespace
 
 py::array_t<unsigned char> cutout(const py::object& image, const py::object& marks, const py::object& colours,
-                                  bool half, const py::object& progress, const py::object& edit,
-                                  const py::object& previous, int border, const py::object& only) {
+                                  bool half, const std::string& method, const py::object& progress,
+                                  const py::object& edit, const py::object& previous, int border,
+                                  const py::object& only) {
+    const qxhost::MatteMethod roadMethod = methodArg(method);
     PixelView img = imageArg(image, "image");
     PixelView mk = maskArg(marks, "marks");
     checkSameSize(img, "image", mk, "marks");
@@ -78,6 +80,7 @@ py::array_t<unsigned char> cutout(const py::object& image, const py::object& mar
             // The whole image by the road: the route that fits, at full size unless half.
             qxhost::RoadSettings road;
             road.halfTiles = half;
+            road.method = roadMethod;
             road.colours = settings.designColours;
             road.colourMethod = qxhost::ColourMethod::Cell;  // the library's own recovery
             cv::Mat trimap = maskMat(mk);

@@ -13,8 +13,15 @@
 
 namespace qxpy {
 
+qxhost::MatteMethod methodArg(const std::string& method) {
+    if (method != "accurate" && method != "design")
+        throw py::value_error("method must be \"accurate\" or \"design\", got \"" + method + "\"");
+    return qxhost::parseMatteMethod(method);
+}
+
 py::array_t<unsigned char> matte(const py::object& image, const py::object& trimap, const py::object& unknown,
-                                 const py::object& progress) {
+                                 const std::string& method, const py::object& progress) {
+    const qxhost::MatteMethod how = methodArg(method);
     PixelView img = imageArg(image, "image");
     PixelView tri = maskArg(trimap, "trimap");
     checkSameSize(img, "image", tri, "trimap");
@@ -33,6 +40,7 @@ py::array_t<unsigned char> matte(const py::object& image, const py::object& trim
     // The road chooses the route unless the caller gave an estimate: then the
     // library's matte takes it as it is.
     qxhost::RoadSettings road;
+    road.method = how;
     if (!unknown.is_none()) road.choice = qxhost::RouteChoice::LibraryMatte, road.unknownEstimate = estimate;
     const cv::Mat bgr = bgrMat(img), marks = maskMat(tri);
     qxhost::RoadResult solved;

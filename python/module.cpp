@@ -27,14 +27,17 @@ PYBIND11_MODULE(_native, m) {
     qxpy::addErrors(m);
 
     m.def("matte", &qxpy::matte, "image"_a, "trimap"_a, py::kw_only(), "unknown"_a = py::none(),
-          "progress"_a = py::none(),
-          "matte(image, trimap, *, unknown=None, progress=None) -> alpha\n\n"
+          "method"_a = "accurate", "progress"_a = py::none(),
+          "matte(image, trimap, *, unknown=None, method=\"accurate\", progress=None) -> alpha\n\n"
           "Soft alpha matte of an image from a trimap.\n\n"
           "image: H x W x 3 uint8 RGB. trimap: H x W uint8, 0 background, 255\n"
           "foreground, anything else unknown. unknown: the expected number of pixels to\n"
           "solve, handed to the library's matte as it is (default: None, the module\n"
           "chooses the route that fits: one solve, tiles, full-size pieces or a reduced\n"
           "scale, said with a warning). qxmatte.last_route names the route taken.\n"
+          "method: \"accurate\" (colour sampling fixes the pixels it is sure of before\n"
+          "the solve, and takes over where the solve fades long faint strands) or\n"
+          "\"design\" (the library's solve alone).\n"
           "progress: None or a callable progress(value, total), called from any thread\n"
           "while the solve runs.\n\n"
           "Returns a new H x W uint8 alpha. Raises qxmatte.Error when the trimap allows\n"
@@ -53,10 +56,10 @@ PYBIND11_MODULE(_native, m) {
           "Returns a new H x W x 3 uint8 RGB array.");
 
     m.def("cutout", &qxpy::cutout, "image"_a, "marks"_a, py::kw_only(), "colours"_a = true, "half"_a = false,
-          "progress"_a = py::none(), "edit"_a = py::none(), "previous"_a = py::none(), "border"_a = 8,
+          "method"_a = "accurate", "progress"_a = py::none(), "edit"_a = py::none(), "previous"_a = py::none(), "border"_a = 8,
           "only"_a = py::none(),
-          "cutout(image, marks, *, colours=True, half=False, progress=None, edit=None,\n"
-          "       previous=None, border=8, only=None) -> rgba\n\n"
+          "cutout(image, marks, *, colours=True, half=False, method=\"accurate\", progress=None,\n"
+          "       edit=None, previous=None, border=8, only=None) -> rgba\n\n"
           "A cut-out at any image size: the unknown pixels of the marks solved by the\n"
           "route that fits (as matte() chooses it; qxmatte.last_route names it), so\n"
           "there is no size limit.\n\n"
@@ -65,7 +68,8 @@ PYBIND11_MODULE(_native, m) {
           "\"full\" recovers the true colours at the soft edges by the full-resolution\n"
           "estimate, \"design\" by the library's own recovery, False keeps the image's\n"
           "colours. half: solve a half-size copy and bring it up guided by the image\n"
-          "(about twice as fast). progress: as for matte(), through the solve and then\n"
+          "(about twice as fast). method: as for matte() (an edit always takes\n"
+          "\"design\"). progress: as for matte(), through the solve and then\n"
           "the colours, each counting to its own total.\n\n"
           "edit=(x, y, width, height) with previous (an earlier H x W x 4 cut-out) solves\n"
           "only that rectangle again, inside a frame of border pixels (1 to 1000) of its\n"

@@ -46,7 +46,7 @@ Rect = Tuple[int, int, int, int]
 
 
 def matte(image: ArrayLike, trimap: ArrayLike, *, unknown: Optional[float] = None,
-          progress: Progress = None) -> UInt8Array:
+          method: Literal["accurate", "design"] = "accurate", progress: Progress = None) -> UInt8Array:
     """Soft alpha matte of an image from a trimap.
 
     image: H x W x 3 uint8 RGB. trimap: H x W uint8: 0 background, 255
@@ -55,7 +55,10 @@ def matte(image: ArrayLike, trimap: ArrayLike, *, unknown: Optional[float] = Non
     whenever one exists (qxmatte.last_route names it; a reduced scale is said
     with a UserWarning); a number of pixels instead goes straight to the
     library's matte, which takes it as its unknown estimate to decide the
-    working scale. progress: None or a callable
+    working scale. method: "accurate" (the default: colour sampling fixes
+    the pixels it is sure of before the solve, and takes over where the solve
+    fades long faint strands) or "design" (the library's solve alone).
+    progress: None or a callable
     progress(value, total), called from the library's threads while the
     solve runs; an exception it raises is raised when the call returns.
 
@@ -69,7 +72,7 @@ def matte(image: ArrayLike, trimap: ArrayLike, *, unknown: Optional[float] = Non
     one solve (cutout() takes any size); qxmatte.OutOfMemoryError when memory
     runs out.
     """
-    return _native.matte(image, trimap, unknown=unknown, progress=progress)
+    return _native.matte(image, trimap, unknown=unknown, method=method, progress=progress)
 
 
 def foreground(image: ArrayLike, alpha: ArrayLike, *, method: Literal["full", "design", "cell"] = "full",
@@ -91,7 +94,8 @@ def foreground(image: ArrayLike, alpha: ArrayLike, *, method: Literal["full", "d
 
 
 def cutout(image: ArrayLike, marks: ArrayLike, *, colours: Union[bool, Literal["full", "design"]] = True,
-           half: bool = False, progress: Progress = None, edit: Optional[Rect] = None,
+           half: bool = False, method: Literal["accurate", "design"] = "accurate",
+           progress: Progress = None, edit: Optional[Rect] = None,
            previous: Optional[ArrayLike] = None, border: int = 8,
            only: Optional[Literal["add", "remove"]] = None) -> UInt8Array:
     """A cut-out at any image size: the alpha by the same road as matte()
@@ -103,7 +107,8 @@ def cutout(image: ArrayLike, marks: ArrayLike, *, colours: Union[bool, Literal["
     colours: True or "full" recovers the true colours at the soft edges by
     the full-resolution estimate, "design" by the library's own recovery,
     False keeps the image's colours. half: solve a half-size copy and bring it
-    up guided by the image (about twice as fast). progress: as for matte(),
+    up guided by the image (about twice as fast). method: as for matte() (an
+    edit always solves as "design"). progress: as for matte(),
     through the solve and then the colours, each counting to its own total.
 
     edit=(x, y, width, height) with previous (an earlier H x W x 4 uint8
@@ -118,7 +123,7 @@ def cutout(image: ArrayLike, marks: ArrayLike, *, colours: Union[bool, Literal["
     qxmatte.OutOfMemoryError when memory runs out (in the library or in the
     buffers around it).
     """
-    return _native.cutout(image, marks, colours=colours, half=half, progress=progress, edit=edit,
+    return _native.cutout(image, marks, colours=colours, half=half, method=method, progress=progress, edit=edit,
                           previous=previous, border=border, only=only)
 
 

@@ -85,6 +85,8 @@ def test_unknown_estimate_chooses_the_working_scale():
     for bad in (-1, float("nan"), float("inf")):
         with pytest.raises(ValueError, match="unknown"):
             qxmatte.matte(image, trimap, unknown=bad)
+    with pytest.raises(ValueError, match='method must be "accurate" or "design", got "best"'):
+        qxmatte.matte(image, trimap, method="best", progress=lambda v, t: pytest.fail("the solve started"))
 
 
 @pytest.mark.parametrize("image_shape, image_dtype, trimap_shape, trimap_dtype, message", [

@@ -30,7 +30,7 @@ def test_import_loads_no_numpy_and_every_function_has_a_signature_and_a_docstrin
         assert parameters and "raise" in function.__doc__.lower(), name
         # Every parameter of a function is named in its docstring.
         assert all(p in function.__doc__ for p in parameters if p not in ("self", "options")), name
-    assert list(inspect.signature(qxmatte.matte).parameters) == ["image", "trimap", "unknown", "progress"]
+    assert list(inspect.signature(qxmatte.matte).parameters) == ["image", "trimap", "unknown", "method", "progress"]
     for name in ("keep", "cut", "erase", "run", "trimap", "close"):
         assert getattr(qxmatte.GrabCut, name).__doc__, name
 

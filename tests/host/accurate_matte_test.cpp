@@ -107,8 +107,30 @@ TEST(AccurateMatte, FixesOnlyWhatTheBackgroundExplains) {
     EXPECT_EQ(0, cv::countNonZero(fixed(cv::Rect(14, 3, 3, 3)) == qxhost::kMarkCut));
 }
 
-TEST(AccurateMatte, MethodNames) {
-    EXPECT_EQ(qxhost::MatteMethod::Accurate, qxhost::parseMatteMethod("accurate"));
+// A solve that keeps half of the sampled ramp has faded; then the sampled
+// alpha is fixed (odd, within a level) where sampling was sure, and planning
+// rounds those fixed values to a side.
+TEST(AccurateMatte, FadedSolveHandsOverToTheSampledAlpha) {
+    Ramp r;
+    r.image.at<cv::Vec3b>(4, 20) = cv::Vec3b(30, 230, 240);  // no pair explains it
+    const cv::Mat marks = qxhost::marksFromTrimap(r.trimap);
+    const qxhost::SampledAlpha s = qxhost::sampleAlpha(r.image, r.trimap);
+    EXPECT_DOUBLE_EQ(1.0, qxhost::keptShare(s.alpha, marks, s));
+    EXPECT_NEAR(0.5, qxhost::keptShare(s.alpha / 2, marks, s), 0.01);
+    const cv::Mat allFixed(marks.size(), CV_8UC1, cv::Scalar(qxhost::kMarkCut));  // nothing to compare
+    EXPECT_DOUBLE_EQ(1.0, qxhost::keptShare(s.alpha / 2, allFixed, s));
+    const cv::Mat fixedMarks = qxhost::fixSampledAlpha(marks, s);
+    cv::Mat off;
+    cv::absdiff(fixedMarks, s.alpha, off);
+    const cv::Mat sure = (r.trimap == 128) & (s.confidence > 0.3f);
+    EXPECT_LE(cv::norm(off, cv::NORM_INF, sure), 1);
+    EXPECT_EQ(0, cv::countNonZero(((fixedMarks & 1) == 0) & sure));
+    EXPECT_EQ(qxhost::kMarkUnknown, fixedMarks.at<unsigned char>(4, 20));
+    const cv::Mat rounded = qxhost::trimapRoundingMarks(fixedMarks);
+    EXPECT_EQ(255, rounded.at<unsigned char>(2, 12));
+    EXPECT_EQ(0, rounded.at<unsigned char>(2, 27));
+    EXPECT_EQ(128, rounded.at<unsigned char>(4, 20));
+    EXPECT_EQ(qxhost::MatteMethod::Design, qxhost::parseMatteMethod("design"));
     EXPECT_THROW(qxhost::parseMatteMethod("Design"), std::invalid_argument);
 }
 
