@@ -7,6 +7,8 @@
 #include <malloc.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <string>
 #include <vector>
 
 #include "argument_checks.h"
@@ -73,20 +75,38 @@ cv::Mat firstAlpha(const cv::Mat& image, const cv::Mat& trimap, const cv::Mat& m
     return first;
 }
 
+// The malloc setting the process started with: GLIBC_TUNABLES's
+// glibc.malloc.NAME, else the older MALLOC_NAME_ variable, else glibc's
+// default. mallopt has no way to read a setting back.
+long startingMallocSetting(const std::string& tunable, const char* variable, long fallback) {
+    const char* tunables = std::getenv("GLIBC_TUNABLES");
+    const std::string key = "glibc.malloc." + tunable + "=";
+    for (std::string rest = tunables ? tunables : ""; !rest.empty();) {
+        const std::size_t colon = rest.find(':');
+        const std::string item = rest.substr(0, colon);
+        if (item.compare(0, key.size(), key) == 0) return std::strtol(item.c_str() + key.size(), nullptr, 0);
+        rest = colon == std::string::npos ? "" : rest.substr(colon + 1);
+    }
+    const char* legacy = std::getenv(variable);
+    return legacy && *legacy ? std::strtol(legacy, nullptr, 0) : fallback;
+}
+
 // While pieces are solved, the heap keeps what each solve frees: every
 // solve allocates and frees buffers of tens of megabytes, which glibc would
 // otherwise map and unmap each time, so that a sixth of the CPU went to
 // page faults (7.6 MP, 40% unknown: kernel 6.5 of 38.2 s, 0.6 of 30.6 with
-// the heap kept). The defaults come back afterwards, and what is free goes
-// back to the system.
+// the heap kept). The host process's own settings come back afterwards
+// (glibc's sliding mmap threshold stays where it stood), and what is free
+// goes back to the system.
 struct HeapKept {
     HeapKept() {
         mallopt(M_MMAP_MAX, 0);
         mallopt(M_TRIM_THRESHOLD, 1 << 30);
     }
     ~HeapKept() {
-        mallopt(M_MMAP_MAX, 65536);
-        mallopt(M_TRIM_THRESHOLD, 128 * 1024);
+        mallopt(M_MMAP_MAX, static_cast<int>(startingMallocSetting("mmap_max", "MALLOC_MMAP_MAX_", 65536)));
+        mallopt(M_TRIM_THRESHOLD,
+                static_cast<int>(startingMallocSetting("trim_threshold", "MALLOC_TRIM_THRESHOLD_", 128 * 1024)));
         malloc_trim(0);
     }
     HeapKept(const HeapKept&) = delete;
