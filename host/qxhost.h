@@ -303,6 +303,17 @@ GrabCutModels grabCutModels(const cv::Mat& bgr, const cv::Mat& states);
 int refineGrabCutEdge(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& locked, const GrabCutModels& models,
                       int radius, double dataWeight = 1.0);
 
+// refineGrabCutEdge over the pixels non-zero in `band` (CV_8UC1) instead of
+// a band round the edge: every other pixel keeps its side.
+int refineGrabCutRegion(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& band, const GrabCutModels& models,
+                        double dataWeight = 1.0);
+
+// 255 where a pixel non-zero in `zone` lies on the side of `selection` its
+// colour does not favour (the foreground model's cost lower outside the
+// selection, higher inside), 0 elsewhere; all 0 when a model is empty.
+cv::Mat grabCutDisagreement(const cv::Mat& bgr, const cv::Mat& selection, const cv::Mat& zone,
+                            const GrabCutModels& models);
+
 // Takes the colour out of the semi-transparent pixels of a cut-out (CV_8UC4,
 // bytes 0..2 colour, byte 3 alpha) in place with qxDesaturation; amount 0 to
 // 1. Fully opaque pixels are left exactly as they are, the alpha too.
