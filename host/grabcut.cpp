@@ -62,9 +62,10 @@ namespace {
 
 constexpr unsigned char kSoftKeep = 0xFE;
 // The colour rounds near the edge: their zone reaches this share of the
-// middle level's longer side each way from its edge (strands reach about a
-// third of the object's height beyond its body); their models learn from
-// about this many full-size pixels.
+// middle level's longer side out from its edge (strands reach about a third
+// of the object's height beyond its body) and half of it in (deeper, a dark
+// helmet went out with a dark background); their models learn from about
+// this many full-size pixels.
 constexpr double kZoneReach = 0.1;
 constexpr double kModelSamples = 16384;
 
@@ -304,8 +305,7 @@ cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect re
 
     // Back to full size over the rectangle and one pixel around it (the
     // neighbours of its edge); the middle level's selection there, and the
-    // zone within kZoneReach of its edge where the colour rounds may change
-    // sides.
+    // zone round its edge where the colour rounds may change sides.
     const cv::Rect area = cv::Rect(rect.x - 1, rect.y - 1, rect.width + 2, rect.height + 2) & whole;
     const cv::Mat areaMarks = imageMarks(area);
     cv::Mat areaSelection;
@@ -318,11 +318,13 @@ cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect re
         cv::warpAffine(midSelection, areaSelection, toMiddle, area.size(), cv::INTER_LINEAR | cv::WARP_INVERSE_MAP,
                        cv::BORDER_REPLICATE);
         areaSelection = areaSelection >= 128;
-        const int reach = std::max(1, static_cast<int>(std::lround(kZoneReach * std::max(midBgr.cols, midBgr.rows))));
-        const cv::Mat kernel = cv::getStructuringElement(cv::MORPH_RECT, cv::Size(2 * reach + 1, 2 * reach + 1));
+        auto square = [&](double share) {
+            const int r = std::max(1, static_cast<int>(std::lround(share * std::max(midBgr.cols, midBgr.rows))));
+            return cv::getStructuringElement(cv::MORPH_RECT, cv::Size(2 * r + 1, 2 * r + 1));
+        };
         cv::Mat grown, shrunk, zone;
-        cv::dilate(midSelection, grown, kernel);
-        cv::erode(midSelection, shrunk, kernel);
+        cv::dilate(midSelection, grown, square(kZoneReach));
+        cv::erode(midSelection, shrunk, square(kZoneReach / 2));
         cv::warpAffine(grown != shrunk, zone, toMiddle, area.size(), cv::INTER_NEAREST | cv::WARP_INVERSE_MAP,
                        cv::BORDER_REPLICATE);
         areaSelection.setTo(0, areaMarks == kMarkCut);
