@@ -257,8 +257,12 @@ int defaultGrabCutBand(cv::Size image);
 // takes the image's edge drawn out as cut). The session sees the region at a
 // longer side of at most kGrabCutWorkSide; its selection's edge is cut again on a middle
 // level (kGrabCutMiddleSide) in a wide band, twice, with colour models learnt
-// from the last selection, and then at full size in a band of two middle
-// pixels (refineGrabCutEdge). Returns CV_8UC1, 255 selected, 0 not, of the
+// from the last selection; then twice more on a copy of the rectangle alone
+// at kGrabCutMiddleSide, with colour models learnt from full-size pixels,
+// where pixels near the edge favour the other side by their colour
+// (grabCutDisagreement, refineGrabCutRegion), and last at full size in a
+// band of one pixel of that copy (refineGrabCutEdge). When the region is no
+// larger than the middle level, the session's level is the finish. Returns CV_8UC1, 255 selected, 0 not, of the
 // image's size; fixed marks keep their side. Throws std::invalid_argument for
 // a rectangle that leaves the image or is too small (grabCutAccepts on the
 // rectangle, reduced to 3199 if longer), LibraryFailure when qxGrabCut fails.
