@@ -106,7 +106,7 @@ int refineGrabCutEdge(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& loc
 }
 
 cv::Mat grabCutDisagreement(const cv::Mat& bgr, const cv::Mat& selection, const cv::Mat& zone,
-                            const GrabCutModels& models) {
+                            const GrabCutModels& models, double margin) {
     cv::Mat out = cv::Mat::zeros(selection.size(), CV_8UC1);
     if (models.background.empty() || models.foreground.empty()) return out;
     const Mixture background(models.background), foreground(models.foreground);
@@ -117,8 +117,8 @@ cv::Mat grabCutDisagreement(const cv::Mat& bgr, const cv::Mat& selection, const 
         unsigned char* o = out.ptr<unsigned char>(y);
         for (int x = 0; x < selection.cols; ++x) {
             if (!z[x]) continue;
-            const bool looksObject = foreground.cost(c[x]) < background.cost(c[x]);
-            o[x] = looksObject != (s[x] != 0) ? 255 : 0;
+            const double lean = background.cost(c[x]) - foreground.cost(c[x]);  // > 0: looks like the object
+            o[x] = (s[x] ? lean < -margin : lean > margin) ? 255 : 0;
         }
     }
     return out;

@@ -261,8 +261,10 @@ int defaultGrabCutBand(cv::Size image);
 // at kGrabCutMiddleSide, with colour models learnt from full-size pixels,
 // where pixels near the edge favour the other side by their colour
 // (grabCutDisagreement, refineGrabCutRegion), and last at full size in a
-// band of one pixel of that copy (refineGrabCutEdge). When the region is no
-// larger than the middle level, the session's level is the finish. Returns CV_8UC1, 255 selected, 0 not, of the
+// band of one pixel of that copy (refineGrabCutEdge), where full-size pixels
+// of that zone whose colour leans clearly the other way change side on
+// their own. When the region is no larger than the middle level, the
+// session's level is the finish. Returns CV_8UC1, 255 selected, 0 not, of the
 // image's size; fixed marks keep their side. Throws std::invalid_argument for
 // a rectangle that leaves the image or is too small (grabCutAccepts on the
 // rectangle, reduced to 3199 if longer), LibraryFailure when qxGrabCut fails.
@@ -314,9 +316,10 @@ int refineGrabCutRegion(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& b
 
 // 255 where a pixel non-zero in `zone` lies on the side of `selection` its
 // colour does not favour (the foreground model's cost lower outside the
-// selection, higher inside), 0 elsewhere; all 0 when a model is empty.
+// selection, higher inside, by more than `margin` in -log density), 0
+// elsewhere; all 0 when a model is empty.
 cv::Mat grabCutDisagreement(const cv::Mat& bgr, const cv::Mat& selection, const cv::Mat& zone,
-                            const GrabCutModels& models);
+                            const GrabCutModels& models, double margin = 0.0);
 
 // Takes the colour out of the semi-transparent pixels of a cut-out (CV_8UC4,
 // bytes 0..2 colour, byte 3 alpha) in place with qxDesaturation; amount 0 to
