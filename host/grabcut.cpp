@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "argument_checks.h"
 #include "job_record.h"
@@ -138,6 +139,29 @@ GrabCutModels selectionModels(const cv::Mat& bgr, const cv::Mat& selection, cons
     return grabCutModels(colours, states);
 }
 
+// Clears the pixels of `flip` outside `selection` that no path through
+// `flip` joins to the selection: what turns object on its colour alone must
+// grow out of the object (a red petal beside an orange suit stays out).
+void keepAttached(cv::Mat& flip, const cv::Mat& selection) {
+    const cv::Mat added = flip & ~selection;
+    cv::Mat labels;
+    const int count = cv::connectedComponents(added | selection, labels, 8, CV_32S);
+    std::vector<unsigned char> attached(static_cast<size_t>(count), 0);
+    for (int y = 0; y < labels.rows; ++y) {
+        const int* l = labels.ptr<int>(y);
+        const unsigned char* s = selection.ptr<unsigned char>(y);
+        for (int x = 0; x < labels.cols; ++x)
+            if (s[x]) attached[static_cast<size_t>(l[x])] = 1;
+    }
+    for (int y = 0; y < labels.rows; ++y) {
+        const int* l = labels.ptr<int>(y);
+        const unsigned char* a = added.ptr<unsigned char>(y);
+        unsigned char* f = flip.ptr<unsigned char>(y);
+        for (int x = 0; x < labels.cols; ++x)
+            if (a[x] && !attached[static_cast<size_t>(l[x])]) f[x] = 0;
+    }
+}
+
 // The colour rounds near the edge. Where thin parts (strands, hair) cross the
 // edge, the reduced levels see them mixed with what lies between them and
 // keep one smooth outline round both. Here the colour models are learnt from
@@ -201,6 +225,7 @@ void refineZone(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& marks, co
     // no speckle.
     cv::Mat flip = grabCutDisagreement(bgr, selection, zone & (locked == 0), models, kLeanMargin);
     cv::medianBlur(flip, flip, 3);
+    keepAttached(flip, selection);
     selection ^= flip;
 }
 
