@@ -131,7 +131,8 @@ void writeView(const Case& c, const cv::Mat& ours, const cv::Mat& full, const st
 Row measure(const Case& c, const std::string& name) {
     Row r;
     Timer t;
-    const cv::Mat selection = qxhost::grabCutSelection(c.image, cv::Mat(), c.rect, std::getenv("QX_PASSES") ? std::atoi(std::getenv("QX_PASSES")) : 1);
+    const char* passes = std::getenv("QX_PASSES");
+    const cv::Mat selection = qxhost::grabCutSelection(c.image, cv::Mat(), c.rect, passes ? std::atoi(passes) : 1);
     r.oursWall = t.wallSeconds();
     r.oursCpu = t.cpuUsed();
     r.ours = iou(selection != 0, c.truth);
