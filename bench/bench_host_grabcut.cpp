@@ -12,7 +12,8 @@
 // QX_BACKGROUNDS names another folder. QX_SAMPLES names the samples folder.
 // Arguments: "quick" runs 1 MP only, "8mp" the 8 MP rows only; QX_PASSES sets
 // the road's passes (1); QX_ONLY=TEXT runs only the cases whose name
-// (1MP_Wood_strands_edge) contains TEXT.
+// (1MP_Wood_strands_edge) contains TEXT; QX_FULL_CACHE=DIR reuses the full
+// cuts (and their seconds) kept there by an earlier run.
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -130,20 +131,43 @@ void writeView(const Case& c, const cv::Mat& ours, const cv::Mat& full, const st
 Row measure(const Case& c, const std::string& name) {
     Row r;
     Timer t;
-    const cv::Mat selection = qxhost::grabCutSelection(c.image, cv::Mat(), c.rect, std::getenv("QX_PASSES") ? std::atoi(std::getenv("QX_PASSES")) : 1);
+    const char* passes = std::getenv("QX_PASSES");
+    const cv::Mat selection = qxhost::grabCutSelection(c.image, cv::Mat(), c.rect, passes ? std::atoi(passes) : 1);
     r.oursWall = t.wallSeconds();
     r.oursCpu = t.cpuUsed();
     r.ours = iou(selection != 0, c.truth);
-    cv::Mat states, bgd, fgd;
-    const cv::RNG saved = cv::theRNG();
-    cv::theRNG() = cv::RNG();
-    Timer f;
-    cv::grabCut(c.image, states, c.rect, bgd, fgd, 5, cv::GC_INIT_WITH_RECT);
-    r.fullWall = f.wallSeconds();
-    r.fullCpu = f.cpuUsed();
-    cv::theRNG() = saved;
-    r.full = iou((states & 1) != 0, c.truth);
-    writeView(c, selection != 0, (states & 1) != 0, name);
+    // QX_FULL_CACHE=DIR keeps each case's full cut and its seconds there, so
+    // trying a change of the road does not pay for the full cut again.
+    const char* cacheDir = std::getenv("QX_FULL_CACHE");
+    const std::string cache = cacheDir ? std::string(cacheDir) + "/" + name : std::string();
+    cv::Mat full;
+    if (cacheDir) {
+        if (FILE* f = std::fopen((cache + ".txt").c_str(), "r")) {
+            if (std::fscanf(f, "%lf %lf", &r.fullWall, &r.fullCpu) == 2)
+                full = cv::imread(cache + ".png", cv::IMREAD_GRAYSCALE);
+            std::fclose(f);
+        }
+    }
+    if (full.empty()) {
+        cv::Mat states, bgd, fgd;
+        const cv::RNG saved = cv::theRNG();
+        cv::theRNG() = cv::RNG();
+        Timer f;
+        cv::grabCut(c.image, states, c.rect, bgd, fgd, 5, cv::GC_INIT_WITH_RECT);
+        r.fullWall = f.wallSeconds();
+        r.fullCpu = f.cpuUsed();
+        cv::theRNG() = saved;
+        full = (states & 1) != 0;
+        if (cacheDir) {
+            cv::imwrite(cache + ".png", full);
+            if (FILE* out = std::fopen((cache + ".txt").c_str(), "w")) {
+                std::fprintf(out, "%.6f %.6f\n", r.fullWall, r.fullCpu);
+                std::fclose(out);
+            }
+        }
+    }
+    r.full = iou(full, c.truth);
+    writeView(c, selection != 0, full, name);
     return r;
 }
 

@@ -102,7 +102,31 @@ int refineGrabCutEdge(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& loc
     cv::Mat grown, shrunk;
     cv::dilate(selection, grown, kernel);
     cv::erode(selection, shrunk, kernel);
-    const cv::Mat band = (grown != shrunk) & (locked == 0);
+    return refineGrabCutRegion(bgr, selection, (grown != shrunk) & (locked == 0), models, dataWeight);
+}
+
+cv::Mat grabCutDisagreement(const cv::Mat& bgr, const cv::Mat& selection, const cv::Mat& zone,
+                            const GrabCutModels& models, double margin) {
+    cv::Mat out = cv::Mat::zeros(selection.size(), CV_8UC1);
+    if (models.background.empty() || models.foreground.empty()) return out;
+    const Mixture background(models.background), foreground(models.foreground);
+    for (int y = 0; y < selection.rows; ++y) {
+        const unsigned char* z = zone.ptr<unsigned char>(y);
+        const unsigned char* s = selection.ptr<unsigned char>(y);
+        const cv::Vec3b* c = bgr.ptr<cv::Vec3b>(y);
+        unsigned char* o = out.ptr<unsigned char>(y);
+        for (int x = 0; x < selection.cols; ++x) {
+            if (!z[x]) continue;
+            const double lean = background.cost(c[x]) - foreground.cost(c[x]);  // > 0: looks like the object
+            o[x] = (s[x] ? lean < -margin : lean > margin) ? 255 : 0;
+        }
+    }
+    return out;
+}
+
+int refineGrabCutRegion(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& band, const GrabCutModels& models,
+                        double dataWeight) {
+    if (models.background.empty() || models.foreground.empty()) return 0;
 
     // Node numbers of the band's pixels, row by row; -1 elsewhere.
     cv::Mat index(selection.size(), CV_32SC1, cv::Scalar(-1));

@@ -257,8 +257,14 @@ int defaultGrabCutBand(cv::Size image);
 // takes the image's edge drawn out as cut). The session sees the region at a
 // longer side of at most kGrabCutWorkSide; its selection's edge is cut again on a middle
 // level (kGrabCutMiddleSide) in a wide band, twice, with colour models learnt
-// from the last selection, and then at full size in a band of two middle
-// pixels (refineGrabCutEdge). Returns CV_8UC1, 255 selected, 0 not, of the
+// from the last selection; then twice more on a copy of the rectangle alone
+// at kGrabCutMiddleSide, with colour models learnt from full-size pixels,
+// where pixels near the edge favour the other side by their colour
+// (grabCutDisagreement, refineGrabCutRegion), and last at full size in a
+// band of one pixel of that copy (refineGrabCutEdge), where full-size pixels
+// of that zone whose colour leans clearly the other way change side on
+// their own. When the region is no larger than the middle level, the
+// session's level is the finish. Returns CV_8UC1, 255 selected, 0 not, of the
 // image's size; fixed marks keep their side. Throws std::invalid_argument for
 // a rectangle that leaves the image or is too small (grabCutAccepts on the
 // rectangle, reduced to 3199 if longer), LibraryFailure when qxGrabCut fails.
@@ -302,6 +308,18 @@ GrabCutModels grabCutModels(const cv::Mat& bgr, const cv::Mat& states);
 // models are empty).
 int refineGrabCutEdge(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& locked, const GrabCutModels& models,
                       int radius, double dataWeight = 1.0);
+
+// refineGrabCutEdge over the pixels non-zero in `band` (CV_8UC1) instead of
+// a band round the edge: every other pixel keeps its side.
+int refineGrabCutRegion(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& band, const GrabCutModels& models,
+                        double dataWeight = 1.0);
+
+// 255 where a pixel non-zero in `zone` lies on the side of `selection` its
+// colour does not favour (the foreground model's cost lower outside the
+// selection, higher inside, by more than `margin` in -log density), 0
+// elsewhere; all 0 when a model is empty.
+cv::Mat grabCutDisagreement(const cv::Mat& bgr, const cv::Mat& selection, const cv::Mat& zone,
+                            const GrabCutModels& models, double margin = 0.0);
 
 // Takes the colour out of the semi-transparent pixels of a cut-out (CV_8UC4,
 // bytes 0..2 colour, byte 3 alpha) in place with qxDesaturation; amount 0 to
