@@ -32,11 +32,6 @@ namespace qxhost {
 
 namespace {
 
-struct Pair {
-    std::array<float, 3> f{}, b{};
-    float cost = 1e30f;  // distortion of the pixel's own colour; 1e30: no pair
-};
-
 inline std::array<float, 3> colourAt(const cv::Mat& image, int x, int y) {
     const unsigned char* p = image.ptr<unsigned char>(y) + x * image.channels();
     return {static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])};
@@ -66,40 +61,51 @@ struct Hit {
     float distance;
 };
 
-// A candidate pair with what every pixel's fit needs of it worked out once.
-struct BlockPair {
-    std::array<float, 3> f, b, d;  // d = f - b
-    float inverse;                 // 1 / |f - b|^2
-    float penalty;                 // the cost of the samples' distances
-    // |c - (a f + (1 - a) b)| at the best alpha a in 0..1, as fitAlpha.
-    float distortion(const std::array<float, 3>& c) const {
+// A foreground and background colour with what a fit needs worked out once.
+struct Fit {
+    std::array<float, 3> b{}, d{};  // d = f - b
+    float inverse = 0;              // 1 / |f - b|^2
+    // |c - (a f + (1 - a) b)|^2 at the best alpha a in 0..1, as fitAlpha
+    // (squared: comparisons need no root).
+    float distortion2(const std::array<float, 3>& c) const {
         const float cb0 = c[0] - b[0], cb1 = c[1] - b[1], cb2 = c[2] - b[2];
         const float a = std::min(1.0f, std::max(0.0f, (cb0 * d[0] + cb1 * d[1] + cb2 * d[2]) * inverse));
         const float r0 = cb0 - a * d[0], r1 = cb1 - a * d[1], r2 = cb2 - a * d[2];
-        return std::sqrt(r0 * r0 + r1 * r1 + r2 * r2);
+        return r0 * r0 + r1 * r1 + r2 * r2;
     }
 };
 
+// The pair a pixel picked.
+struct Pair {
+    Fit fit;
+    float cost = 1e30f;  // distortion of the pixel's own colour; 1e30: no pair
+};
+
+// A candidate pair of a block's rays.
+struct BlockPair {
+    Fit fit;
+    float penalty;  // the cost of the samples' distances
+};
+
 BlockPair blockPair(const Hit& f, const Hit& b, float distanceWeight) {
-    BlockPair p{f.colour, b.colour, {}, 0, distanceWeight * (f.distance + b.distance)};
+    BlockPair p{{b.colour, {}, 0}, distanceWeight * (f.distance + b.distance)};
     float fb2 = 0;
     for (int k = 0; k < 3; ++k) {
-        p.d[k] = f.colour[k] - b.colour[k];
-        fb2 += p.d[k] * p.d[k];
+        p.fit.d[k] = f.colour[k] - b.colour[k];
+        fb2 += p.fit.d[k] * p.fit.d[k];
     }
-    p.inverse = 1.0f / std::max(fb2, 1.0f);
+    p.fit.inverse = 1.0f / std::max(fb2, 1.0f);
     return p;
 }
 
-// For every pixel, its kind and its distances (whole pixels, rounded down,
-// at most 255) to the nearest foreground and the nearest background pixel of
-// the trimap, in three bytes side by side so that a ray's step reads one
-// place (the steps' reads are most of the sampling's time): a ray leaps over
-// as much as lies closer than either kind it still looks for, which cannot
-// miss one.
+// For every pixel, its distances (whole pixels, rounded down, at most 255)
+// to the nearest foreground and the nearest background pixel of the trimap,
+// side by side so that a ray's step reads one place (the steps' reads are
+// most of the sampling's time): a ray leaps over as much as lies closer than
+// either kind it still looks for, which cannot miss one. A distance of 0 is a
+// pixel of that kind.
 struct Cell {
     unsigned char toFore, toBack;
-    unsigned char kind;  // 255 foreground, 0 background, else unknown
 };
 
 std::vector<Cell> knownCells(const cv::Mat& trimap) {
@@ -110,41 +116,66 @@ std::vector<Cell> knownCells(const cv::Mat& trimap) {
     for (int y = 0; y < trimap.rows; ++y) {
         const float* f = toFore.ptr<float>(y);
         const float* b = toBack.ptr<float>(y);
-        const unsigned char* t = trimap.ptr<unsigned char>(y);
         Cell* c = &cells[static_cast<std::size_t>(y) * trimap.cols];
         for (int x = 0; x < trimap.cols; ++x)
             c[x] = {static_cast<unsigned char>(std::min(f[x], 255.0f)),
-                    static_cast<unsigned char>(std::min(b[x], 255.0f)), t[x]};
+                    static_cast<unsigned char>(std::min(b[x], 255.0f))};
     }
     return cells;
 }
 
-// The first foreground and background pixels along the ray from (x, y).
-void castRay(const cv::Mat& image, const std::vector<Cell>& cells, int x, int y, float dx, float dy,
-             float maxDistance, std::vector<Hit>& fg, std::vector<Hit>& bg) {
-    bool haveF = false, haveB = false;
-    float px = x + 0.5f, py = y + 0.5f, travelled = 0, leap = 1;
-    while (!(haveF && haveB)) {
-        px += leap * dx;
-        py += leap * dy;
-        travelled += leap;
-        const int ix = static_cast<int>(px), iy = static_cast<int>(py);
-        if (travelled > maxDistance || px < 0 || py < 0 || ix >= image.cols || iy >= image.rows) return;
-        const Cell& cell = cells[static_cast<std::size_t>(iy) * image.cols + ix];
-        if (cell.kind == 255 && !haveF) {
-            fg.push_back({colourAt(image, ix, iy), travelled});
-            haveF = true;
-        } else if (cell.kind == 0 && !haveB) {
-            bg.push_back({colourAt(image, ix, iy), travelled});
-            haveB = true;
+// One ray on its way: where it is, how far it has come and its next leap,
+// and the first foreground and background pixels it has met.
+struct Ray {
+    float px, py, dx, dy, travelled = 0, leap = 1;
+    bool haveF = false, haveB = false, live = true;
+    Hit f{}, b{};
+};
+
+// Marches the rays in step, one leap of each in turn, so that the reads of
+// different rays overlap in the memory system (each ray's next leap waits on
+// its own read), until each has met both kinds or left the image or
+// maxDistance; then their hits go to fg and bg in the rays' order.
+void castRays(const cv::Mat& image, const std::vector<Cell>& cells, std::vector<Ray>& rays, float maxDistance,
+              std::vector<Hit>& fg, std::vector<Hit>& bg) {
+    std::size_t live = rays.size();
+    while (live > 0) {
+        for (Ray& r : rays) {
+            if (!r.live) continue;
+            r.px += r.leap * r.dx;
+            r.py += r.leap * r.dy;
+            r.travelled += r.leap;
+            const int ix = static_cast<int>(r.px), iy = static_cast<int>(r.py);
+            if (r.travelled > maxDistance || r.px < 0 || r.py < 0 || ix >= image.cols || iy >= image.rows) {
+                r.live = false;
+                --live;
+                continue;
+            }
+            const Cell cell = cells[static_cast<std::size_t>(iy) * image.cols + ix];
+            if (cell.toFore == 0 && !r.haveF) {
+                r.f = {colourAt(image, ix, iy), r.travelled};
+                r.haveF = true;
+            } else if (cell.toBack == 0 && !r.haveB) {
+                r.b = {colourAt(image, ix, iy), r.travelled};
+                r.haveB = true;
+            }
+            if (r.haveF && r.haveB) {
+                r.live = false;
+                --live;
+                continue;
+            }
+            // Every pixel whose centre lies within the nearest distance of the
+            // kinds still missing is neither; 1.5 covers the ray point's offset
+            // from the centres on both ends, and one more the rounding down.
+            int clear = 255;
+            if (!r.haveF) clear = cell.toFore;
+            if (!r.haveB) clear = std::min(clear, static_cast<int>(cell.toBack));
+            r.leap = static_cast<float>(std::max(1, clear - 2));
         }
-        // Every pixel whose centre lies within the nearest distance of the kinds
-        // still missing is neither; 1.5 covers the ray point's offset from the
-        // centres on both ends, and one more the rounding down.
-        int clear = 255;
-        if (!haveF) clear = cell.toFore;
-        if (!haveB) clear = std::min(clear, static_cast<int>(cell.toBack));
-        leap = static_cast<float>(std::max(1, clear - 2));
+    }
+    for (const Ray& r : rays) {
+        if (r.haveF) fg.push_back(r.f);
+        if (r.haveB) bg.push_back(r.b);
     }
 }
 
@@ -178,33 +209,35 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
     for (int by = 0; by < h; by += step) {
         std::vector<Hit> fg, bg;
         std::vector<BlockPair> pairs;
-        // Each unknown pixel of the block picks from the candidates the pair
-        // that best explains its own colour; the worst of their distortions.
-        const auto fitBlock = [&](int bx, int by, int ex, int ey) {
-            // A pixel skips the pairs whose distance alone costs more than its
-            // best fit so far.
+        std::vector<Ray> rays;
+        std::vector<float> blockCost(static_cast<std::size_t>(step) * step);  // each pixel's best cost so far
+        // Each unknown pixel of the block keeps, of the pairs of foreground
+        // hits from newF on or background hits from newB on (the pairs not
+        // tried yet), the one that explains its own colour best if it beats
+        // its best so far; returns the worst distortion of the block's picks.
+        const auto fitBlock = [&](int bx, int by, int ex, int ey, std::size_t newF, std::size_t newB) {
             pairs.clear();
-            for (const Hit& f : fg)
-                for (const Hit& b : bg) pairs.push_back(blockPair(f, b, params.distanceWeight));
+            for (std::size_t i = 0; i < fg.size(); ++i)
+                for (std::size_t j = i < newF ? newB : 0; j < bg.size(); ++j)
+                    pairs.push_back(blockPair(fg[i], bg[j], params.distanceWeight));
             float worst = 0;
             for (int y = by; y < ey; ++y)
                 for (int x = bx; x < ex; ++x) {
                     if (!unknownAt(x, y)) continue;
+                    float& bestCost = blockCost[static_cast<std::size_t>(y - by) * step + (x - bx)];
+                    if (newF == 0 && newB == 0) bestCost = 1e30f;
                     const auto c = colourAt(image, x, y);
-                    float bestCost = 1e30f;
-                    const BlockPair* chosen = nullptr;
-                    for (const BlockPair& q : pairs) {
-                        if (q.penalty >= bestCost) continue;
-                        const float cost = q.distortion(c) + q.penalty;
-                        if (cost < bestCost) bestCost = cost, chosen = &q;
-                    }
-                    if (!chosen) {
-                        worst = 1e30f;
-                        continue;
-                    }
                     Pair& p = best[static_cast<std::size_t>(y) * w + x];
-                    p = {chosen->f, chosen->b, chosen->distortion(c)};  // the distortion alone
-                    worst = std::max(worst, p.cost);
+                    for (const BlockPair& q : pairs) {
+                        if (q.penalty >= bestCost) continue;  // its distance alone costs more
+                        // Only a distortion below bestCost - penalty can win:
+                        // compared squared, the root is taken for winners only.
+                        const float margin = bestCost - q.penalty, e2 = q.fit.distortion2(c);
+                        if (e2 >= margin * margin) continue;
+                        const float e = std::sqrt(e2);
+                        if (e + q.penalty < bestCost) bestCost = e + q.penalty, p = {q.fit, e};
+                    }
+                    worst = std::max(worst, p.cost);  // the distortion alone; 1e30 when no pair
                 }
             return worst;
         };
@@ -221,16 +254,23 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
             // Every other ray first; the rest only when some pixel of the block
             // is still explained worse than params.enoughFit by the pairs found.
             const auto cast = [&](int first) {
+                rays.clear();
                 for (int r = first; r < params.rays; r += 2) {
                     const float angle = (r + offset) * turn;
-                    castRay(image, cells, bx, by, std::cos(angle), std::sin(angle),
-                            static_cast<float>(params.maxDistance), fg, bg);
+                    Ray ray;
+                    ray.px = bx + 0.5f;
+                    ray.py = by + 0.5f;
+                    ray.dx = std::cos(angle);
+                    ray.dy = std::sin(angle);
+                    rays.push_back(ray);
                 }
+                castRays(image, cells, rays, static_cast<float>(params.maxDistance), fg, bg);
             };
             cast(0);
-            if (fitBlock(bx, by, ex, ey) >= params.enoughFit) {
+            if (fitBlock(bx, by, ex, ey, 0, 0) >= params.enoughFit) {
+                const std::size_t oldF = fg.size(), oldB = bg.size();
                 cast(1);
-                fitBlock(bx, by, ex, ey);
+                fitBlock(bx, by, ex, ey, oldF, oldB);
             }
         }
     }
@@ -250,12 +290,11 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
                 for (int u = std::max(0, x - r); u <= std::min(w - 1, x + r); ++u) {
                     const Pair& q = best[static_cast<std::size_t>(v) * w + u];
                     if (q.cost >= 1e30f) continue;
-                    float e;
-                    fitAlpha(c, q.f, q.b, &e);
-                    if (e < top[2].first) {
-                        top[2] = {e, &q};
-                        std::sort(top.begin(), top.end(),
-                                  [](const auto& a, const auto& b) { return a.first < b.first; });
+                    const float e2 = q.fit.distortion2(c);
+                    if (e2 < top[2].first) {
+                        top[2] = {e2, &q};
+                        if (top[2].first < top[1].first) std::swap(top[1], top[2]);
+                        if (top[1].first < top[0].first) std::swap(top[0], top[1]);
                     }
                 }
             std::array<float, 3> f{}, b{};
@@ -263,8 +302,8 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
             for (const auto& [e, q] : top) {
                 if (!q) continue;
                 for (int k = 0; k < 3; ++k) {
-                    f[k] += q->f[k];
-                    b[k] += q->b[k];
+                    f[k] += q->fit.b[k] + q->fit.d[k];
+                    b[k] += q->fit.b[k];
                 }
                 ++n;
             }

@@ -414,7 +414,7 @@ struct SamplingParams {
     float distanceWeight = 0.05f;   // cost, in levels, of a pixel of ray length
     int gatherRadius = 2;           // neighbours whose pairs each pixel tries
     int gridStep = 2;               // the pixels of each gridStep x gridStep block share their rays
-    float enoughFit = 8.0f;         // every other ray only, when they explain each pixel of a block this well (levels)
+    float enoughFit = 10.0f;        // every other ray only, when they explain each pixel of a block this well (levels)
     float distortionScale = 6.0f;   // colour misfit (levels) at which confidence falls to 1/e
     float separationScale = 60.0f;  // foreground-background distance (levels) for full confidence
 };
