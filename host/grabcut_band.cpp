@@ -8,6 +8,7 @@
 
 #include <cfloat>
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 #include "qxhost.h"
@@ -66,6 +67,31 @@ struct Mixture {
     }
 };
 
+// Both models' costs of a colour, remembered for colours met again: the
+// pixels of a photograph repeat their colours often, and each new colour
+// costs ten exponentials and two logarithms. A hit gives the same numbers.
+struct ColourCosts {
+    static constexpr int kSlotBits = 16;
+    const Mixture background, foreground;
+    std::vector<uint32_t> key = std::vector<uint32_t>(size_t{1} << kSlotBits, 0);  // packed colour + 1
+    std::vector<double> cost = std::vector<double>(size_t{2} << kSlotBits);          // background, foreground
+
+    explicit ColourCosts(const GrabCutModels& models) : background(models.background), foreground(models.foreground) {}
+
+    // The slot of a colour's two costs.
+    const double* operator()(const cv::Vec3b& colour) {
+        const uint32_t packed = colour[0] | uint32_t(colour[1]) << 8 | uint32_t(colour[2]) << 16;
+        const uint32_t slot = (packed * 2654435761u) >> (32 - kSlotBits);
+        double* c = &cost[2 * size_t{slot}];
+        if (key[slot] != packed + 1) {
+            key[slot] = packed + 1;
+            c[0] = background.cost(colour);
+            c[1] = foreground.cost(colour);
+        }
+        return c;
+    }
+};
+
 double squaredDistance(const cv::Vec3b& a, const cv::Vec3b& b) {
     const double d0 = a[0] - b[0], d1 = a[1] - b[1], d2 = a[2] - b[2];
     return d0 * d0 + d1 * d1 + d2 * d2;
@@ -109,7 +135,7 @@ cv::Mat grabCutDisagreement(const cv::Mat& bgr, const cv::Mat& selection, const 
                             const GrabCutModels& models, double margin) {
     cv::Mat out = cv::Mat::zeros(selection.size(), CV_8UC1);
     if (models.background.empty() || models.foreground.empty()) return out;
-    const Mixture background(models.background), foreground(models.foreground);
+    ColourCosts costs(models);
     for (int y = 0; y < selection.rows; ++y) {
         const unsigned char* z = zone.ptr<unsigned char>(y);
         const unsigned char* s = selection.ptr<unsigned char>(y);
@@ -117,7 +143,8 @@ cv::Mat grabCutDisagreement(const cv::Mat& bgr, const cv::Mat& selection, const 
         unsigned char* o = out.ptr<unsigned char>(y);
         for (int x = 0; x < selection.cols; ++x) {
             if (!z[x]) continue;
-            const double lean = background.cost(c[x]) - foreground.cost(c[x]);  // > 0: looks like the object
+            const double* k = costs(c[x]);
+            const double lean = k[0] - k[1];  // > 0: looks like the object
             o[x] = (s[x] ? lean < -margin : lean > margin) ? 255 : 0;
         }
     }
@@ -153,7 +180,7 @@ int refineGrabCutRegion(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& b
     // typical contrast weigh about gamma * exp(-1/2).
     const double beta = sum > 0 ? 0.5 * double(pairs) / sum : 0.0;
 
-    const Mixture background(models.background), foreground(models.foreground);
+    ColourCosts costs(models);
     cv::detail::GCGraph<double> graph(static_cast<unsigned>(nodes), static_cast<unsigned>(8 * nodes));
     // Neighbours outside the band have their side decided: their link goes
     // to the terminal of that side. The source side is the selection.
@@ -163,17 +190,19 @@ int refineGrabCutRegion(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& b
             if (n[x] < 0) continue;
             const cv::Vec3b& c = bgr.at<cv::Vec3b>(y, x);
             const int v = graph.addVtx();
-            double toSource = dataWeight * background.cost(c), toSink = dataWeight * foreground.cost(c);
+            const double* k = costs(c);
+            double toSource = dataWeight * k[0], toSink = dataWeight * k[1];
             for (int dy = -1; dy <= 1; ++dy)
                 for (int dx = -1; dx <= 1; ++dx) {
                     const int qx = x + dx, qy = y + dy;
                     if ((dx == 0 && dy == 0) || qx < 0 || qy < 0 || qx >= band.cols || qy >= band.rows) continue;
+                    const int q = index.at<int>(qy, qx);
+                    if (q > v) continue;  // that pair's link is added from the other side
                     const double w = kGamma / ((dx && dy) ? M_SQRT2 : 1.0) *
                                      std::exp(-beta * squaredDistance(c, bgr.at<cv::Vec3b>(qy, qx)));
-                    const int q = index.at<int>(qy, qx);
                     if (q < 0) {
                         (selection.at<unsigned char>(qy, qx) ? toSource : toSink) += w;
-                    } else if (q < v) {
+                    } else {
                         graph.addEdges(v, q, w, w);
                     }
                 }
