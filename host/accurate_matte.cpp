@@ -89,15 +89,6 @@ cv::Mat fixSampledAlpha(const cv::Mat& marks, const SampledAlpha& sampled, const
     return out;
 }
 
-cv::Mat trimapRoundingMarks(const cv::Mat& marks) {
-    requireDepth8(marks, "the marks", 1u << 1);
-    cv::Mat trimap(marks.size(), CV_8UC1, cv::Scalar(128));
-    const cv::Mat fixed = (marks & 1) != 0;
-    trimap.setTo(0, fixed & (marks < 128));
-    trimap.setTo(255, fixed & (marks >= 128));
-    return trimap;
-}
-
 cv::Mat finishAccurateAlpha(const cv::Mat& solved, const cv::Mat& marks) {
     requireDepth8(solved, "the solved alpha", 1u << 1);
     requireSameSize(solved, "the solved alpha", marks, "the marks");

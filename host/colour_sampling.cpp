@@ -4,8 +4,8 @@
 // From each small block of unknown pixels a fan of rays runs out in
 // directions turned by a per-block pattern, so that neighbouring blocks look
 // along different lines; half of them first, the other half only where the
-// first half leaves a pixel poorly explained. Rays leap over the pixels nearer than any known
-// pixel of the kinds they still look for. The first known foreground pixel
+// first half leaves a pixel poorly explained. Rays leap over the pixels
+// nearer than any known pixel of the kinds they still look for. The first known foreground pixel
 // and the first known background pixel a ray meets are candidates; a ray
 // runs on through known pixels of the other kind, so a background hole
 // enclosed by foreground still finds background beyond it. For each pixel of

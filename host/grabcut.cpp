@@ -73,6 +73,23 @@ constexpr double kModelSamples = 8192;
 // a full-size pixel to change side on its own colour at the end.
 constexpr double kLeanMargin = 2.0;
 
+// A size times a scale, rounded, at least one pixel a side.
+cv::Size scaledSize(cv::Size size, double scale) {
+    return {std::max(1, static_cast<int>(std::lround(size.width * scale))),
+            std::max(1, static_cast<int>(std::lround(size.height * scale)))};
+}
+
+// A square structuring element reaching `radius` pixels each way.
+cv::Mat squareKernel(int radius) {
+    return cv::getStructuringElement(cv::MORPH_RECT, cv::Size(2 * radius + 1, 2 * radius + 1));
+}
+
+// The selection where the marks fix a side: out at fixed cut, in at fixed keep.
+void applyFixedMarks(cv::Mat& selection, const cv::Mat& marks) {
+    selection.setTo(0, marks == kMarkCut);
+    selection.setTo(255, marks == kMarkKeep);
+}
+
 void checkGrabCutArguments(const cv::Mat& image, const cv::Mat& marks, cv::Rect rect, int iterations) {
     requireDepth8(image, "the image", (1u << 3) | (1u << 4));
     if (!marks.empty()) {
@@ -177,14 +194,12 @@ void refineZone(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& marks, co
     const double scale = std::min(1.0, double(kGrabCutMiddleSide) / std::max(bgr.cols, bgr.rows));
     cv::Mat levelBgr = bgr, level = selection, levelLocked = locked, levelZone = zone;
     if (scale < 1.0) {
-        const cv::Size size(std::max(1, static_cast<int>(std::lround(bgr.cols * scale))),
-                            std::max(1, static_cast<int>(std::lround(bgr.rows * scale))));
+        const cv::Size size = scaledSize(bgr.size(), scale);
         cv::resize(bgr, levelBgr, size, 0, 0, cv::INTER_AREA);
         cv::resize(selection, level, size, 0, 0, cv::INTER_AREA);
         level = level >= 128;
         cv::resize(locked, levelLocked, size, 0, 0, cv::INTER_NEAREST);
         cv::resize(zone, levelZone, size, 0, 0, cv::INTER_NEAREST);
-        level.setTo(0, levelLocked & ~level);
     }
     levelZone &= levelLocked == 0;
 
@@ -195,8 +210,7 @@ void refineZone(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& marks, co
     cv::resize(marks == kMarkCut, sampledCut, samples, 0, 0, cv::INTER_NEAREST);
     cv::resize(marks == kMarkKeep, sampledKeep, samples, 0, 0, cv::INTER_NEAREST);
     const int ringRadius = std::max(1, static_cast<int>(std::lround(edgeRadius * scale)));
-    const cv::Mat ring = cv::getStructuringElement(cv::MORPH_RECT, cv::Size(2 * ringRadius + 1, 2 * ringRadius + 1));
-    const cv::Mat around = cv::getStructuringElement(cv::MORPH_RECT, cv::Size(5, 5));
+    const cv::Mat ring = squareKernel(ringRadius), around = squareKernel(2);
     GrabCutModels models;
     for (int round = 0; round < 2; ++round) {
         cv::Mat sampledSelection;
@@ -212,8 +226,7 @@ void refineZone(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& marks, co
     if (scale < 1.0) {
         cv::resize(level, selection, bgr.size(), 0, 0, cv::INTER_LINEAR);
         selection = selection >= 128;
-        selection.setTo(0, marks == kMarkCut);
-        selection.setTo(255, marks == kMarkKeep);
+        applyFixedMarks(selection, marks);
         refineGrabCutEdge(bgr, selection, locked, models, std::max(1, static_cast<int>(std::lround(1.0 / scale))));
     } else {
         selection = level;
@@ -261,8 +274,7 @@ cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect re
     const double middle = std::min(1.0, double(kGrabCutMiddleSide) / std::max(region.width, region.height));
     cv::Mat midImage = bgr, midImageMarks = imageMarks;
     if (middle < 1.0) {
-        const cv::Size size(std::max(1, static_cast<int>(std::lround(image.cols * middle))),
-                            std::max(1, static_cast<int>(std::lround(image.rows * middle))));
+        const cv::Size size = scaledSize(image.size(), middle);
         cv::resize(bgr, midImage, size, 0, 0, cv::INTER_AREA);
         cv::resize(imageMarks, midImageMarks, size, 0, 0, cv::INTER_NEAREST);
     }
@@ -291,8 +303,7 @@ cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect re
     const double scale =
         std::min({1.0, std::max(double(kGrabCutWorkSide) / longer, double(kGrabCutWorkShortSide) / shorter),
                   double(kGrabCutMaxSide) / longer});
-    const cv::Size work(std::max(1, static_cast<int>(std::lround(midBgr.cols * scale))),
-                        std::max(1, static_cast<int>(std::lround(midBgr.rows * scale))));
+    const cv::Size work = scaledSize(midBgr.size(), scale);
     if (!grabCutAccepts(work.width, work.height))
         throw std::invalid_argument("the rectangle " + std::to_string(rect.width) + "x" + std::to_string(rect.height) +
                                     " is too narrow for GrabCut");
@@ -325,8 +336,7 @@ cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect re
     cv::resize(workSelection, midSelection, midBgr.size(), 0, 0, cv::INTER_LINEAR);
     midSelection = midSelection >= 128;
     const cv::Mat midFixed = (midMarks & 1) != 0;
-    midSelection.setTo(0, midMarks == kMarkCut);
-    midSelection.setTo(255, midMarks == kMarkKeep);
+    applyFixedMarks(midSelection, midMarks);
     const int wideRadius = std::max(
         3, static_cast<int>(std::lround(10.0 * std::max(midBgr.cols, midBgr.rows) / std::max(work.width, work.height))));
     GrabCutModels models;
@@ -356,21 +366,18 @@ cv::Mat grabCutSelection(const cv::Mat& image, const cv::Mat& marks, cv::Rect re
                        cv::BORDER_REPLICATE);
         areaSelection = areaSelection >= 128;
         auto square = [&](double share) {
-            const int r = std::max(1, static_cast<int>(std::lround(share * std::max(midBgr.cols, midBgr.rows))));
-            return cv::getStructuringElement(cv::MORPH_RECT, cv::Size(2 * r + 1, 2 * r + 1));
+            return squareKernel(std::max(1, static_cast<int>(std::lround(share * std::max(midBgr.cols, midBgr.rows)))));
         };
         cv::Mat grown, shrunk, zone;
         cv::dilate(midSelection, grown, square(kZoneReach));
         cv::erode(midSelection, shrunk, square(kZoneReach / 2));
         cv::warpAffine(grown != shrunk, zone, toMiddle, area.size(), cv::INTER_NEAREST | cv::WARP_INVERSE_MAP,
                        cv::BORDER_REPLICATE);
-        areaSelection.setTo(0, areaMarks == kMarkCut);
-        areaSelection.setTo(255, areaMarks == kMarkKeep);
+        applyFixedMarks(areaSelection, areaMarks);
         refineZone(bgr(area), areaSelection, areaMarks, zone, std::max(3, static_cast<int>(std::lround(2.0 / middle))));
     } else {
         areaSelection = midSelection(area - region.tl()).clone();
-        areaSelection.setTo(0, areaMarks == kMarkCut);
-        areaSelection.setTo(255, areaMarks == kMarkKeep);
+        applyFixedMarks(areaSelection, areaMarks);
     }
     cv::Mat selection = cv::Mat::zeros(image.size(), CV_8UC1);
     areaSelection.copyTo(selection(area));

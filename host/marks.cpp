@@ -27,6 +27,15 @@ cv::Mat trimapFromMarks(const cv::Mat& marks) {
     return trimap;
 }
 
+cv::Mat trimapRoundingMarks(const cv::Mat& marks) {
+    requireDepth8(marks, "the marks", 1u << 1);
+    cv::Mat trimap(marks.size(), CV_8UC1, cv::Scalar(128));
+    const cv::Mat fixed = (marks & 1) != 0;
+    trimap.setTo(0, fixed & (marks < 128));
+    trimap.setTo(255, fixed & (marks >= 128));
+    return trimap;
+}
+
 cv::Mat marksFromSelection(const cv::Mat& selection, int bandWidth) {
     requireDepth8(selection, "the selection", 1u << 1);
     if (bandWidth < 0) throw std::invalid_argument("the band width must not be negative");

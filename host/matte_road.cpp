@@ -96,9 +96,9 @@ long startingMallocSetting(const std::string& tunable, const char* variable, lon
 // would otherwise map and unmap each time, so that a sixth of the CPU went
 // to page faults (7.6 MP, 40% unknown: kernel 6.5 of 38.2 s, 0.6 of 30.6
 // with the heap kept; a 12 MP cut-out's kernel share 16% with the heap kept
-// for the pieces alone, 9% for the whole road). The host process's own settings come back afterwards
-// (glibc's sliding mmap threshold stays where it stood), and what is free
-// goes back to the system.
+// for the pieces alone, 9% for the whole road). The host process's own
+// settings come back afterwards (glibc's sliding mmap threshold stays where
+// it stood), and what is free goes back to the system.
 struct HeapKept {
     HeapKept() {
         mallopt(M_MMAP_MAX, 0);

@@ -38,6 +38,9 @@ enum : unsigned char {
 cv::Mat marksFromTrimap(const cv::Mat& trimap);
 // Back: fixed cut 0, fixed keep 255, anything else (unknown, the band) 128.
 cv::Mat trimapFromMarks(const cv::Mat& marks);
+// The same with fixed soft values (odd marks) rounded to 0 or 255 by the side
+// of 128 they lie on: a trimap for planning and for qxMaskAlpha.
+cv::Mat trimapRoundingMarks(const cv::Mat& marks);
 
 // A binary selection (non-zero inside) to marks: inside fixed keep, outside
 // fixed cut, and a band of bandWidth pixels across the selection's edge
@@ -488,10 +491,6 @@ bool quickSolveFades(const cv::Mat& image, const cv::Mat& marks, const SampledAl
 // marks with the free pixels sampled with confidence above params.fixConfident
 // fixed at their sampled alpha (odd values, within a level of it).
 cv::Mat fixSampledAlpha(const cv::Mat& marks, const SampledAlpha& sampled, const AccurateParams& params = AccurateParams());
-
-// A trimap for planning and for qxMaskAlpha from marks: fixed pixels 0 or 255
-// (soft fixed values by which side of 128 they lie), free ones 128.
-cv::Mat trimapRoundingMarks(const cv::Mat& marks);
 
 // The solved alpha with the pixels marks holds fixed as marked: fixed cut 0,
 // fixed keep 255, other fixed (odd) marks their value, whatever the solve

@@ -15,8 +15,8 @@ constexpr long long kVariableLimit = 500000;
 void erodeKnown(GIMG<unsigned char>& image);
 
 // Builds the affinities (45 values a window) and diagonal sums of every
-// window whose centre is 0 in solveMask. Returns 0, or 4 if no window has to be built. Throws -1 above
-// 100000000 triplets of capacity.
+// window whose centre is 0 in solveMask. Returns 0, or 4 if no window has to
+// be built. Throws -1 above 100000000 triplets of capacity.
 int buildWindowAffinities(MatteState& state, GIMG<unsigned char>& solveMask, unsigned char* const planePixels[3],
                           int planeStep, int& count);
 
