@@ -63,8 +63,7 @@ double keptShare(const cv::Mat& solved, const cv::Mat& marks, const SampledAlpha
     return cv::sum(solved & mid)[0] / sampledSum;
 }
 
-bool quickSolveFades(const cv::Mat& image, const cv::Mat& marks, const SampledAlpha& sampled,
-                     const AccurateParams& params) {
+cv::Mat quickAlpha(const cv::Mat& image, const cv::Mat& marks) {
     requireSameSize(image, "the image", marks, "the marks");
     cv::Mat smallImage, smallMarks, quick;
     const cv::Size half((image.cols + 1) / 2, (image.rows + 1) / 2);
@@ -75,10 +74,10 @@ bool quickSolveFades(const cv::Mat& image, const cv::Mat& marks, const SampledAl
     try {
         quick = keepCutToAlpha(smallImage, smallMarks, coarse);
     } catch (const LibraryFailure&) {
-        return false;  // no marks of one kind left in the copy, or too large: the full solve will tell
+        return cv::Mat();  // no marks of one kind left in the copy, or too large: the full solve will tell
     }
     cv::resize(quick, quick, image.size(), 0, 0, cv::INTER_LINEAR);
-    return keptShare(quick, marks, sampled, params) < params.fadedShare;
+    return quick;
 }
 
 cv::Mat fixSampledAlpha(const cv::Mat& marks, const SampledAlpha& sampled, const AccurateParams& params) {

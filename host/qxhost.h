@@ -481,12 +481,10 @@ AccurateMarks prepareAccurateMarks(const cv::Mat& image, const cv::Mat& marks,
 double keptShare(const cv::Mat& solved, const cv::Mat& marks, const SampledAlpha& sampled,
                  const AccurateParams& params = AccurateParams());
 
-// Whether a quick solve of a quarter-size copy (qxKeepCutToAlpha's half-size
-// tiles on a half-size copy of image and marks) keeps less than
-// params.fadedShare of the sampled alpha (keptShare). False when the library
-// cannot solve the copy.
-bool quickSolveFades(const cv::Mat& image, const cv::Mat& marks, const SampledAlpha& sampled,
-                     const AccurateParams& params = AccurateParams());
+// A quick alpha of the whole: qxKeepCutToAlpha's half-size tiles on a
+// half-size copy of image and marks, brought up to full size (bilinear).
+// Empty when the library cannot solve the copy.
+cv::Mat quickAlpha(const cv::Mat& image, const cv::Mat& marks);
 
 // marks with the free pixels sampled with confidence above params.fixConfident
 // fixed at their sampled alpha (odd values, within a level of it).
@@ -569,7 +567,7 @@ struct RoadSettings {
     ColourMethod colourMethod = ColourMethod::FullResolution;
     // Accurate, the default: colour sampling fixes the pixels it is sure of
     // before the solve (prepareAccurateMarks), and the sampled alpha where a
-    // quick solve fades it (quickSolveFades); unless other bounds are given.
+    // quick solve fades it (quickAlpha, keptShare); unless other bounds are given.
     // Design: the library's solve alone.
     MatteMethod method = MatteMethod::Accurate;
 };

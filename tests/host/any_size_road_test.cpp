@@ -143,6 +143,47 @@ TEST(AnySizeRoad, OneSidedRegionOverTheLimitComesOutAtFullSize) {
     EXPECT_LT(meanError(alpha, c.alpha), 43.0) << "mean error in levels";
 }
 
+// Discs with soft rims over a noisy background and a band 12 pixels wide
+// round each rim: narrow enough that the quick solve frames the pieces.
+TEST(AnySizeRoad, NarrowBandPiecesCloseToTheTruthWithProgressToTheEnd) {
+    const cv::Size size(1200, 800);
+    cv::Mat truth(size, CV_8UC1, cv::Scalar(0)), trimap(size, CV_8UC1, cv::Scalar(0));
+    for (int k = 0; k < 6; ++k) {
+        const cv::Point centre(200 + 400 * (k % 3), 200 + 400 * (k / 3));
+        cv::circle(truth, centre, 140, cv::Scalar(255), cv::FILLED, cv::LINE_AA);
+        cv::circle(trimap, centre, 146, cv::Scalar(128), cv::FILLED);
+        cv::circle(trimap, centre, 134, cv::Scalar(255), cv::FILLED);
+    }
+    cv::GaussianBlur(truth, truth, cv::Size(5, 5), 1.0);
+    const cv::Mat f = qxtest::makeStandInPhoto(size, 3), b = qxtest::makeStandInPhoto(size, 4);
+    cv::Mat weight, image, noise(size, CV_8UC3);
+    truth.convertTo(weight, CV_32F, 1.0 / 255);
+    cv::blendLinear(f, b, weight, cv::Mat(1.0 - weight), image);
+    cv::randn(noise, cv::Scalar::all(0), cv::Scalar::all(3));
+    image += noise;
+
+    std::vector<std::pair<int, int>> seen;  // (value, total)
+    auto record = [](int value, int total, void* cookie) {
+        return static_cast<std::vector<std::pair<int, int>>*>(cookie)->emplace_back(value, total), 0;
+    };
+    qxhost::RoadSettings pieces;
+    pieces.choice = qxhost::RouteChoice::Pieces;
+    const qxhost::RoadResult r = qxhost::solveAnySize(image, trimap, pieces, {record, &seen});
+    ASSERT_EQ(qxhost::Route::Pieces, r.plan.route);
+    ASSERT_GT(r.plan.pieces.size(), 1u);
+    const cv::Mat band = trimap == 128;
+    cv::Mat d;
+    cv::absdiff(r.alpha, truth, d);
+    EXPECT_LT(cv::mean(d, band)[0], 9.0) << "mean error in levels over the band (design road 8.3)";
+
+    EXPECT_EQ(0, cv::countNonZero((trimap != 128) & (r.alpha != trimap)));
+    // One bar over the quick solve and every piece, rising to its end.
+    ASSERT_FALSE(seen.empty());
+    EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
+    EXPECT_EQ(seen.back().second, seen.back().first);
+    EXPECT_EQ(static_cast<int>(1000 * (2 + r.plan.pieces.size())), seen.back().second);
+}
+
 TEST(AnySizeRoad, CertainPixelsStayAndAReducedScaleIsSaid) {
     const std::string samples = std::getenv("QX_SAMPLES") ? std::getenv("QX_SAMPLES") : "samples";
     const cv::Mat image = cv::imread(samples + "/astronaut.png"), trimap =
