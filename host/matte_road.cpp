@@ -202,21 +202,6 @@ cv::Mat solveRoute(const cv::Mat& image, const cv::Mat& trimap, const cv::Mat& m
     }
 }
 
-// Whether every unknown pixel of trimap lies within reach of a known one
-// (half a piece's overlap). Across such a band the marks hold each piece's alpha, and
-// a piece's frame, an overlap away, barely reaches the part it keeps: a
-// quick solve frames the pieces as well as the first alpha's full-size
-// solves do (12 MP, 10% band 20 pixels wide: SAD the same, 1.9 CPU-s less),
-// where on wide bands it does not (7.6 MP hair, 40% and 49% unknown, bands
-// up to 190 and 630 pixels across: SAD 290 and 909 against 267 and 679).
-bool narrowBand(const cv::Mat& trimap, int reach) {
-    const cv::Mat unknown = (trimap != 0) & (trimap != 255);
-    cv::Mat far;
-    cv::erode(unknown, far, cv::getStructuringElement(cv::MORPH_RECT, cv::Size(2 * reach + 1, 2 * reach + 1)),
-              cv::Point(-1, -1), 1, cv::BORDER_CONSTANT, cv::Scalar(255));
-    return cv::countNonZero(far) == 0;
-}
-
 // The plan of the next smaller route after a size or memory failure: a
 // budget a quarter as large gives smaller pieces or a smaller scale.
 // Whether the user chose the route, which then has no smaller one.
@@ -285,21 +270,28 @@ RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadS
     double budget = libraryMemoryBudget();
     RoadResult result;
     result.plan = planRoute(solveTrimap, settings, budget);
-    // Routes that take fixed soft marks: when a quick coarse solve fades
-    // the sampled alpha (long faint strands far from the foreground), the
-    // sampled alpha goes in as fixed marks and the solve fills in the rest.
-    // On a narrow band the quick solve is also the pieces' first alpha.
-    bool sampledFixed = false;
+    // Pieces take fixed soft marks: when a quick coarse solve fades the
+    // sampled alpha (long faint strands far from the foreground), the
+    // sampled alpha goes in as fixed marks and the pieces fill in the rest.
+    // Other routes are tested after their solve (step 5), at no extra cost.
+    bool fadeTested = false, sampledFixed = false;
     cv::Mat first;
-    if (accurate && result.plan.route != Route::Matte && result.plan.route != Route::Reduced) {
+    if (accurate && result.plan.route == Route::Pieces) {
         const cv::Mat quick = quickAlpha(image, marks);
-        if (!quick.empty() && keptShare(quick, marks, prepared.sampled) < AccurateParams().fadedShare) {
+        fadeTested = !quick.empty();
+        if (fadeTested && keptShare(quick, marks, prepared.sampled) < AccurateParams().fadedShare) {
             marks = fixSampledAlpha(marks, prepared.sampled);
             solveTrimap = trimapRoundingMarks(marks);
             result.plan = planRoute(solveTrimap, settings, budget);
             sampledFixed = true;
         }
-        if (!sampledFixed && narrowBand(trimap, result.plan.pieceOverlap / 2)) first = quick;
+        // Across a narrow band the marks hold each piece's alpha, and a
+        // piece's frame, an overlap away, barely reaches the part it keeps:
+        // the quick solve frames the pieces as well as the first alpha's
+        // full-size solves (12 MP, 10% band: the same SAD at 1.9 CPU-s less),
+        // where on wide bands it does not (7.6 MP hair, 40% and 49% unknown:
+        // SAD 290 and 909 against 267 and 679).
+        if (!sampledFixed && result.plan.narrow) first = quick;
     }
 
     // 4. The solve, with a smaller route as a second line when the library
@@ -322,13 +314,12 @@ RoadResult solveAnySize(const cv::Mat& image, const cv::Mat& trimap, const RoadS
         }
     }
 
-    // 5. Finish: fixed marks as marked; the one full-size solve's faded
-    // pixels take their sampled alpha (qxMaskAlpha takes no soft marks);
-    // certain pixels are exactly as the trimap marks them, and the colours
-    // follow the alpha.
+    // 5. Finish: fixed marks as marked; where the solve itself faded the
+    // sampled alpha, its confident pixels take the sampled alpha; certain
+    // pixels are exactly as the trimap marks them, and the colours follow
+    // the alpha.
     if (accurate) {
-        if (!sampledFixed && (result.plan.route == Route::Matte || result.plan.route == Route::Reduced) &&
-            keptShare(result.alpha, marks, prepared.sampled) < AccurateParams().fadedShare)
+        if (!fadeTested && keptShare(result.alpha, marks, prepared.sampled) < AccurateParams().fadedShare)
             marks = fixSampledAlpha(marks, prepared.sampled);
         result.alpha = finishAccurateAlpha(result.alpha, marks);
     }

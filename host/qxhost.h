@@ -583,6 +583,8 @@ struct RoutePlan {
     std::vector<cv::Rect> pieces;  // Pieces: the rectangles, in the order they are solved
     int pieceOverlap = 0;          // Pieces: each is solved this much larger on every side
                                    // and keeps only its own rectangle
+    bool narrow = false;           // every unknown pixel within half the overlap of a known
+                                   // one (reckoned where pieces or tiles were weighed)
     std::string reason;            // one line: why this route
 };
 
@@ -594,7 +596,9 @@ double libraryMemoryBudget();
 // Chooses the route for a trimap (0 cut, 255 keep, anything else unknown)
 // under a budget (libraryMemoryBudget()): a full-size matte when the library
 // takes it so, else full-size pieces, else the smallest reduced scale that
-// fits. The library's own tiles only when asked (measured less accurate).
+// fits. The library's own tiles when asked, and for the accurate road on a
+// narrow band (plan.narrow) when their largest tile fits; elsewhere they
+// measured less accurate than pieces.
 RoutePlan planRoute(const cv::Mat& trimap, const RoadSettings& settings, double budget);
 
 struct RoadResult {

@@ -73,6 +73,22 @@ TEST(AnySizeRoute, PlansTheMostAccurateRouteThatFits) {
     EXPECT_GT(plan.largestLeaf, 0);
     EXPECT_LT(plan.largestLeaf, 150000);
 
+    // The same size with a band 30 pixels wide: every unknown pixel within
+    // 16 of a mark, so the accurate road takes the library's tiles, the
+    // design road pieces; with two pixels of the band 17 from any mark, the
+    // accurate road takes pieces too.
+    cv::Mat narrow(1000, 2000, CV_8UC1, cv::Scalar(0));
+    narrow.colRange(1000, 2000).setTo(255);
+    narrow.colRange(985, 1015).setTo(128);
+    plan = qxhost::planRoute(narrow, auto_, kBudget);
+    EXPECT_EQ(qxhost::Route::Tiles, plan.route) << plan.reason;
+    EXPECT_TRUE(plan.narrow);
+    qxhost::RoadSettings design;
+    design.method = qxhost::MatteMethod::Design;
+    EXPECT_EQ(qxhost::Route::Pieces, qxhost::planRoute(narrow, design, kBudget).route);
+    narrow.colRange(983, 1017).setTo(128);
+    EXPECT_EQ(qxhost::Route::Pieces, qxhost::planRoute(narrow, auto_, kBudget).route);
+
     // 1000 x 640: the band is wider than tall, so the first cut runs down it
     // and leaves a cut-only and a keep-only half, which the tree takes back
     // as one tile of all 614400 unknown pixels. Pieces, each within the
