@@ -17,6 +17,7 @@
 // most of the noise out of single rays. The confidence falls with the
 // remaining distortion and with how close the two colours are.
 #include <omp.h>
+#include <xmmintrin.h>
 
 #include <opencv2/imgproc.hpp>
 
@@ -81,11 +82,45 @@ struct Pair {
     float cost = 1e30f;  // distortion of the pixel's own colour; 1e30: no pair
 };
 
+// A block's pairs field by field, padded to whole lanes of four, so that
+// one pixel's distortions against all of them run four at a time: the
+// arithmetic of Fit::distortion2 in the same order (SSE's min and max pick as
+// std::min and std::max do there).
+struct PairLanes {
+    std::vector<float> b0, b1, b2, d0, d1, d2, inverse, e2;
+    void fill(const std::vector<struct BlockPair>& pairs);
+    void distortions(const std::array<float, 3>& c) {
+        const __m128 c0 = _mm_set1_ps(c[0]), c1 = _mm_set1_ps(c[1]), c2 = _mm_set1_ps(c[2]);
+        const __m128 zero = _mm_setzero_ps(), one = _mm_set1_ps(1.0f);
+        for (std::size_t i = 0; i < e2.size(); i += 4) {
+            const __m128 cb0 = _mm_sub_ps(c0, _mm_loadu_ps(&b0[i])), cb1 = _mm_sub_ps(c1, _mm_loadu_ps(&b1[i])),
+                         cb2 = _mm_sub_ps(c2, _mm_loadu_ps(&b2[i]));
+            const __m128 dd0 = _mm_loadu_ps(&d0[i]), dd1 = _mm_loadu_ps(&d1[i]), dd2 = _mm_loadu_ps(&d2[i]);
+            const __m128 dot = _mm_add_ps(_mm_add_ps(_mm_mul_ps(cb0, dd0), _mm_mul_ps(cb1, dd1)), _mm_mul_ps(cb2, dd2));
+            const __m128 a = _mm_min_ps(_mm_max_ps(_mm_mul_ps(dot, _mm_loadu_ps(&inverse[i])), zero), one);
+            const __m128 r0 = _mm_sub_ps(cb0, _mm_mul_ps(a, dd0)), r1 = _mm_sub_ps(cb1, _mm_mul_ps(a, dd1)),
+                         r2 = _mm_sub_ps(cb2, _mm_mul_ps(a, dd2));
+            _mm_storeu_ps(&e2[i], _mm_add_ps(_mm_add_ps(_mm_mul_ps(r0, r0), _mm_mul_ps(r1, r1)), _mm_mul_ps(r2, r2)));
+        }
+    }
+};
+
 // A candidate pair of a block's rays.
 struct BlockPair {
     Fit fit;
     float penalty;  // the cost of the samples' distances
 };
+
+void PairLanes::fill(const std::vector<BlockPair>& pairs) {
+    const std::size_t n = pairs.size();
+    for (auto* v : {&b0, &b1, &b2, &d0, &d1, &d2, &inverse, &e2}) v->assign((n + 3) / 4 * 4, 0.0f);
+    for (std::size_t i = 0; i < n; ++i) {
+        const Fit& f = pairs[i].fit;
+        b0[i] = f.b[0], b1[i] = f.b[1], b2[i] = f.b[2];
+        d0[i] = f.d[0], d1[i] = f.d[1], d2[i] = f.d[2];
+        inverse[i] = f.inverse;
+    }
+}
 
 BlockPair blockPair(const Hit& f, const Hit& b, float distanceWeight) {
     BlockPair p{{b.colour, {}, 0}, distanceWeight * (f.distance + b.distance)};
@@ -215,6 +250,7 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
     for (int by = 0; by < h; by += step) {
         std::vector<Hit> fg, bg;
         std::vector<BlockPair> pairs;
+        PairLanes lanes;
         std::vector<Ray> rays;
         std::vector<float> blockCost(static_cast<std::size_t>(step) * step);  // each pixel's best cost so far
         // Each unknown pixel of the block keeps, of the pairs of foreground
@@ -226,19 +262,21 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
             for (std::size_t i = 0; i < fg.size(); ++i)
                 for (std::size_t j = i < newF ? newB : 0; j < bg.size(); ++j)
                     pairs.push_back(blockPair(fg[i], bg[j], params.distanceWeight));
+            lanes.fill(pairs);
             float worst = 0;
             for (int y = by; y < ey; ++y)
                 for (int x = bx; x < ex; ++x) {
                     if (!unknownAt(x, y)) continue;
                     float& bestCost = blockCost[static_cast<std::size_t>(y - by) * step + (x - bx)];
                     if (newF == 0 && newB == 0) bestCost = 1e30f;
-                    const auto c = colourAt(image, x, y);
                     Pair& p = best[static_cast<std::size_t>(slot[static_cast<std::size_t>(y) * w + x])];
-                    for (const BlockPair& q : pairs) {
+                    lanes.distortions(colourAt(image, x, y));
+                    for (std::size_t k = 0; k < pairs.size(); ++k) {
+                        const BlockPair& q = pairs[k];
                         if (q.penalty >= bestCost) continue;  // its distance alone costs more
                         // Only a distortion below bestCost - penalty can win:
                         // compared squared, the root is taken for winners only.
-                        const float margin = bestCost - q.penalty, e2 = q.fit.distortion2(c);
+                        const float margin = bestCost - q.penalty, e2 = lanes.e2[k];
                         if (e2 >= margin * margin) continue;
                         const float e = std::sqrt(e2);
                         if (e + q.penalty < bestCost) bestCost = e + q.penalty, p = {q.fit, e};
