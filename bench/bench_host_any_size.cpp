@@ -5,7 +5,8 @@
 // memory and the SAD against the exact alpha (sum of |a - truth| / 255 over
 // the unknown pixels, in thousands).
 //
-// Roads: "auto" is the road's own choice; "half" the half-size tiles (the
+// Roads: "auto" is the road's own choice (the accurate method), "design" the
+// same with the library's solve alone; "half" the half-size tiles (the
 // tool's --half); "matte" and "tiles" the library's two roads as they are
 // (a failure value is printed as such); "pieces" the road's full-size pieces
 // where another route would fit.
@@ -94,9 +95,10 @@ Row runRoad(const qxtest::StrandCase& c, const std::string& road, const std::str
                 if (road == "matte") s.choice = qxhost::RouteChoice::LibraryMatte;
                 if (road == "tiles") s.choice = qxhost::RouteChoice::LibraryTiles;
                 if (road == "pieces") s.choice = qxhost::RouteChoice::Pieces;
+                if (road == "design") s.method = qxhost::MatteMethod::Design;
                 const qxhost::RoadResult result = qxhost::solveAnySize(c.image, c.trimap, s);
                 alpha = result.alpha;
-                if (road == "auto") route = qxhost::routeName(result.plan.route);
+                if (road == "auto" || road == "design") route = qxhost::routeName(result.plan.route);
             } catch (const qxhost::LibraryFailure& f) {
                 r.failure = f.value;
             }
