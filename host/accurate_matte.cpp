@@ -98,20 +98,4 @@ cv::Mat finishAccurateAlpha(const cv::Mat& solved, const cv::Mat& marks) {
     return out;
 }
 
-cv::Mat accurateAlpha(const cv::Mat& image, const cv::Mat& trimap, const AccurateParams& params, Progress progress) {
-    requireDepth8(trimap, "the trimap", 1u << 1);
-    const cv::Mat marks = marksFromTrimap(trimap);
-    const AccurateMarks prepared = prepareAccurateMarks(image, marks, params);
-    const cv::Mat solveTrimap = trimapFromMarks(prepared.marks);
-    const cv::Mat solved = solveAlpha(image, solveTrimap, -1, MatteBounds(), progress);
-    return finishAccurateAlpha(solved, marks);
-}
-
-cv::Mat accurateKeepCutToAlpha(const cv::Mat& image, const cv::Mat& marks, const CutoutSettings& settings,
-                               const AccurateParams& params, Progress progress, cv::Mat* colours) {
-    const AccurateMarks prepared = prepareAccurateMarks(image, marks, params);
-    const cv::Mat solved = keepCutToAlpha(image, prepared.marks, settings, progress, colours);
-    return finishAccurateAlpha(solved, marks);
-}
-
 }  // namespace qxhost

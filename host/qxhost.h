@@ -495,20 +495,6 @@ cv::Mat fixSampledAlpha(const cv::Mat& marks, const SampledAlpha& sampled, const
 // made of them.
 cv::Mat finishAccurateAlpha(const cv::Mat& solved, const cv::Mat& marks);
 
-// The default matte from a trimap (0 background, 255 foreground, else
-// unknown): prepareAccurateMarks, qxMaskAlpha on what is left unknown,
-// finishAccurateAlpha. The trimap's 0 and
-// 255 pixels come back unchanged. Throws as solveAlpha.
-cv::Mat accurateAlpha(const cv::Mat& image, const cv::Mat& trimap, const AccurateParams& params = AccurateParams(),
-                      Progress progress = Progress());
-
-// The same around keepCutToAlpha (any size, solved in tiles), for a whole
-// image (no edit): marks in the library's coding, colours as keepCutToAlpha
-// gives them.
-cv::Mat accurateKeepCutToAlpha(const cv::Mat& image, const cv::Mat& marks, const CutoutSettings& settings,
-                               const AccurateParams& params = AccurateParams(), Progress progress = Progress(),
-                               cv::Mat* colours = nullptr);
-
 // ---- full-resolution foreground estimate (foreground_estimate.cpp) ----------
 
 struct ForegroundParams {

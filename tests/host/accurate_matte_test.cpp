@@ -89,7 +89,7 @@ TEST(AccurateMatte, EnclosedHoleBecomesCutAndCertainPixelsStay) {
     // The tile road alike; an odd (fixed) soft mark comes back as its value.
     cv::Mat soft = marks.clone();
     soft.at<unsigned char>(40, 12) = 0x81;
-    const cv::Mat tiled = qxhost::accurateKeepCutToAlpha(h.image, soft, qxhost::CutoutSettings());
+    const cv::Mat tiled = qxhost::finishAccurateAlpha(qxhost::keepCutToAlpha(h.image, soft), soft);
     EXPECT_EQ(0, cv::norm(tiled, h.trimap, cv::NORM_INF, fixed));
     EXPECT_EQ(0x81, tiled.at<unsigned char>(40, 12));
 }
