@@ -139,13 +139,13 @@ cv::Mat blendWeight(const cv::Rect& grown, const cv::Rect& whole, int overlap) {
     return w;
 }
 
-// Pieces: a quick solve of the whole gives every pixel a first alpha (or
-// `first`, when the caller has one good enough); each
-// piece is then solved again at full size, grown by the overlap on every
-// side, inside a frame of that first alpha, and the overlapping pieces are
-// blended (each keeping only its own rectangle left seams in view). Frames
-// never come from other pieces, so an error does not travel from piece to
-// piece, and each piece works on copies of its own box only.
+// Pieces: a quick solve of the whole gives every pixel a first alpha (or the
+// caller gives one); each piece is then solved again at full size, grown by
+// the overlap on every side, inside a frame of that first alpha, and the
+// overlapping pieces are blended (each keeping only its own rectangle left
+// seams in view). Frames never come from other pieces, so an error does not
+// travel from piece to piece, and each piece works on copies of its own box
+// only.
 cv::Mat solvePieces(const cv::Mat& image, const cv::Mat& trimap, const cv::Mat& marks, const RoutePlan& plan,
                     const cv::Mat& given, StagedProgress& staged) {
     const cv::Mat first = given.empty() ? firstAlpha(image, trimap, marks, plan, staged) : given;
