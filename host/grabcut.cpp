@@ -176,7 +176,7 @@ GrabCutModels selectionModels(const cv::Mat& bgr, const cv::Mat& selection, cons
 // side, as the models would see them had the edge been drawn the other way.
 GrabCutModels firstRoundModels(const cv::Mat& bgr, const cv::Mat& selection, const cv::Mat& cut, const cv::Mat& keep,
                                const cv::Mat& zone) {
-    const GrabCutModels models = selectionModels(bgr, selection, cut, keep);
+    GrabCutModels models = selectionModels(bgr, selection, cut, keep);
     const cv::Mat open = zone & ((cut | keep) == 0), outside = open & (selection == 0);
     const cv::Mat joining = grabCutDisagreement(bgr, selection, outside, models, -kUnsureJoin);
     if (cv::countNonZero(joining) < kUnsureShare * std::max(1, cv::countNonZero(outside))) return models;
@@ -213,8 +213,9 @@ void keepAttached(cv::Mat& flip, const cv::Mat& selection) {
 // full-size pixels taken one in `stride` each way (pure colours, unmixed),
 // and on a level of kGrabCutMiddleSide over the area alone the pixels of
 // `zone` whose colour favours the other side, with two pixels round them and
-// a ring round the edge, are decided again by a graph cut; twice, the models
-// learnt again from the new selection. The edge then goes back to full size
+// a ring round the edge, are decided again by a graph cut; round after round,
+// the models learnt again from the new selection, until the selection
+// settles, as a full-size cut iterates. The edge then goes back to full size
 // and is decided there in a band of one level pixel, and the full-size
 // pixels of the zone that lean clearly the other way change side.
 void refineZone(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& marks, const cv::Mat& zone, int edgeRadius) {
