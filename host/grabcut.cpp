@@ -79,11 +79,13 @@ constexpr double kSettledShare = 0.02;
 // An unsure edge: when at least kUnsureShare of the zone's samples outside
 // the selection lean to the background by less than kUnsureJoin (mixed
 // pixels of strands or hair the background model barely explains), the
-// first round's models learn those as object and the selection's zone
-// samples leaning to the object by less than kUnsureLeave as background.
+// models of the first kUnsureRounds rounds learn those as object and the
+// selection's zone samples leaning to the object by less than kUnsureLeave
+// as background.
 constexpr double kUnsureShare = 0.25;
 constexpr double kUnsureJoin = 3.5;
 constexpr double kUnsureLeave = 2.0;
+constexpr int kUnsureRounds = 2;
 
 // A size times a scale, rounded, at least one pixel a side.
 cv::Size scaledSize(cv::Size size, double scale) {
@@ -168,13 +170,13 @@ GrabCutModels selectionModels(const cv::Mat& bgr, const cv::Mat& selection, cons
     return grabCutModels(colours, states);
 }
 
-// The first colour round's models. Learnt from the selection as it is, an
+// The models of an early colour round. Learnt from the selection as it is, an
 // edge drawn round a body leaves its strands' mixed colours to the
 // background model and keeps the grass between them in the object model:
 // the rounds then only confirm it. Where the edge is unsure (see
 // kUnsureShare), the unsure samples of the zone are learnt on the other
 // side, as the models would see them had the edge been drawn the other way.
-GrabCutModels firstRoundModels(const cv::Mat& bgr, const cv::Mat& selection, const cv::Mat& cut, const cv::Mat& keep,
+GrabCutModels unsureEdgeModels(const cv::Mat& bgr, const cv::Mat& selection, const cv::Mat& cut, const cv::Mat& keep,
                                const cv::Mat& zone) {
     GrabCutModels models = selectionModels(bgr, selection, cut, keep);
     const cv::Mat open = zone & ((cut | keep) == 0), outside = open & (selection == 0);
@@ -247,8 +249,9 @@ void refineZone(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& marks, co
     for (int round = 0; round < kMaxRounds; ++round) {
         cv::Mat sampledSelection;
         cv::resize(level, sampledSelection, samples, 0, 0, cv::INTER_NEAREST);
-        models = round == 0 ? firstRoundModels(sampledBgr, sampledSelection, sampledCut, sampledKeep, sampledZone)
-                            : selectionModels(sampledBgr, sampledSelection, sampledCut, sampledKeep);
+        models = round < kUnsureRounds
+                     ? unsureEdgeModels(sampledBgr, sampledSelection, sampledCut, sampledKeep, sampledZone)
+                     : selectionModels(sampledBgr, sampledSelection, sampledCut, sampledKeep);
         cv::Mat band = grabCutDisagreement(levelBgr, level, levelZone, models), grown, shrunk;
         cv::dilate(band, band, around);
         cv::dilate(level, grown, ring);
