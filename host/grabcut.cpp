@@ -74,7 +74,7 @@ constexpr double kModelSamples = 8192;
 constexpr double kLeanMargin = 2.0;
 // The colour rounds go on while a round changes at least this share of the
 // zone, up to kMaxRounds: a smooth outline settles in two, strands take more.
-constexpr int kMaxRounds = 5;
+constexpr int kMaxRounds = 4;
 constexpr double kSettledShare = 0.02;
 // An unsure edge: when at least kUnsureShare of the zone's samples outside
 // the selection lean to the background by less than kUnsureJoin (mixed
