@@ -112,7 +112,8 @@ struct Row {
 };
 
 // With QX_BENCH_OUT set, each case's picture with both selections drawn
-// (ours red, the full-size cut green, the object blue) is written there.
+// (ours red, the full-size cut green, the object blue) is written there,
+// with the bare picture and the selections as filled masks beside it.
 void writeView(const Case& c, const cv::Mat& ours, const cv::Mat& full, const std::string& name) {
     const char* dir = std::getenv("QX_BENCH_OUT");
     if (!dir) return;
@@ -126,6 +127,12 @@ void writeView(const Case& c, const cv::Mat& ours, const cv::Mat& full, const st
     }
     cv::rectangle(view, c.rect, cv::Scalar(255, 255, 255), 1);
     cv::imwrite(std::string(dir) + "/" + name + ".png", view);
+    // The picture without outlines and the three selections as one picture's
+    // channels (object blue, full cut green, road red: white where all agree).
+    cv::imwrite(std::string(dir) + "/" + name + "_picture.png", c.image);
+    cv::Mat selections;
+    cv::merge(std::vector<cv::Mat>{c.truth, full, ours}, selections);
+    cv::imwrite(std::string(dir) + "/" + name + "_masks.png", selections);
 }
 
 Row measure(const Case& c, const std::string& name) {

@@ -260,10 +260,13 @@ int defaultGrabCutBand(cv::Size image);
 // takes the image's edge drawn out as cut). The session sees the region at a
 // longer side of at most kGrabCutWorkSide; its selection's edge is cut again on a middle
 // level (kGrabCutMiddleSide) in a wide band, twice, with colour models learnt
-// from the last selection; then twice more on a copy of the rectangle alone
-// at kGrabCutMiddleSide, with colour models learnt from full-size pixels,
-// where pixels near the edge favour the other side by their colour
-// (grabCutDisagreement, refineGrabCutRegion), and last at full size in a
+// from the last selection; then in rounds on a copy of the rectangle alone
+// at kGrabCutMiddleSide (until a round changes little, at most four), with
+// colour models learnt from full-size pixels, where pixels near the edge
+// favour the other side by their colour (grabCutDisagreement,
+// refineGrabCutRegion); where many pixels just outside the edge are barely
+// explained better by the background (strands, hair), the first two of these
+// rounds learn the unsure pixels on the other side; and last at full size in a
 // band of one pixel of that copy (refineGrabCutEdge), where full-size pixels
 // of that zone whose colour leans clearly the other way change side on
 // their own. When the region is no larger than the middle level, the
@@ -320,7 +323,8 @@ int refineGrabCutRegion(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& b
 // 255 where a pixel non-zero in `zone` lies on the side of `selection` its
 // colour does not favour (the foreground model's cost lower outside the
 // selection, higher inside, by more than `margin` in -log density), 0
-// elsewhere; all 0 when a model is empty.
+// elsewhere; all 0 when a model is empty. A negative margin also marks the
+// pixels that favour their own side by less than -margin.
 cv::Mat grabCutDisagreement(const cv::Mat& bgr, const cv::Mat& selection, const cv::Mat& zone,
                             const GrabCutModels& models, double margin = 0.0);
 

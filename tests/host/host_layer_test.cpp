@@ -270,8 +270,8 @@ TEST(HostGrabCut, RectangleAloneSelectsTheFigure) {
 
 // The full-size edge: two flat colours split at x = 40 with a little noise,
 // a selection 4 pixels off the edge comes back to it exactly (those 4 columns
-// disagree with their side, inside the zone only); a locked column keeps its
-// side and models of one side only change nothing.
+// disagree with their side, inside the zone only; with a margin of -1e9 the
+// whole zone); a locked column keeps its side, models of one side change nothing.
 TEST(HostGrabCut, EdgeRefinementFindsTheColourEdge) {
     cv::Mat bgr(60, 80, CV_8UC3, cv::Scalar(40, 160, 60));
     bgr.colRange(40, 80).setTo(cv::Scalar(200, 60, 190));
@@ -290,6 +290,7 @@ TEST(HostGrabCut, EdgeRefinementFindsTheColourEdge) {
     zone.rowRange(0, 30).setTo(255);
     strip(cv::Rect(40, 0, 4, 30)).setTo(255);
     EXPECT_EQ(0, cv::norm(qxhost::grabCutDisagreement(bgr, selection, zone, models), strip, cv::NORM_INF));
+    EXPECT_EQ(0, cv::norm(qxhost::grabCutDisagreement(bgr, selection, zone, models, -1e9), zone, cv::NORM_INF));
     EXPECT_GT(qxhost::refineGrabCutEdge(bgr, selection, locked, models, 6), 0);
     cv::Mat want = cv::Mat::zeros(bgr.size(), CV_8UC1);
     want.colRange(40, 80).setTo(255);
