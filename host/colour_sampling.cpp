@@ -82,13 +82,39 @@ struct Pair {
     float cost = 1e30f;  // distortion of the pixel's own colour; 1e30: no pair
 };
 
+// A candidate pair of a block's rays.
+struct BlockPair {
+    Fit fit;
+    float penalty;  // the cost of the samples' distances
+};
+
+BlockPair blockPair(const Hit& f, const Hit& b, float distanceWeight) {
+    BlockPair p{{b.colour, {}, 0}, distanceWeight * (f.distance + b.distance)};
+    float fb2 = 0;
+    for (int k = 0; k < 3; ++k) {
+        p.fit.d[k] = f.colour[k] - b.colour[k];
+        fb2 += p.fit.d[k] * p.fit.d[k];
+    }
+    p.fit.inverse = 1.0f / std::max(fb2, 1.0f);
+    return p;
+}
+
 // A block's pairs field by field, padded to whole lanes of four, so that
 // one pixel's distortions against all of them run four at a time: the
 // arithmetic of Fit::distortion2 in the same order (SSE's min and max pick as
 // std::min and std::max do there).
 struct PairLanes {
     std::vector<float> b0, b1, b2, d0, d1, d2, inverse, e2;
-    void fill(const std::vector<struct BlockPair>& pairs);
+    void fill(const std::vector<BlockPair>& pairs) {
+        const std::size_t n = pairs.size();
+        for (auto* v : {&b0, &b1, &b2, &d0, &d1, &d2, &inverse, &e2}) v->assign((n + 3) / 4 * 4, 0.0f);
+        for (std::size_t i = 0; i < n; ++i) {
+            const Fit& f = pairs[i].fit;
+            b0[i] = f.b[0], b1[i] = f.b[1], b2[i] = f.b[2];
+            d0[i] = f.d[0], d1[i] = f.d[1], d2[i] = f.d[2];
+            inverse[i] = f.inverse;
+        }
+    }
     void distortions(const std::array<float, 3>& c) {
         const __m128 c0 = _mm_set1_ps(c[0]), c1 = _mm_set1_ps(c[1]), c2 = _mm_set1_ps(c[2]);
         const __m128 zero = _mm_setzero_ps(), one = _mm_set1_ps(1.0f);
@@ -104,34 +130,6 @@ struct PairLanes {
         }
     }
 };
-
-// A candidate pair of a block's rays.
-struct BlockPair {
-    Fit fit;
-    float penalty;  // the cost of the samples' distances
-};
-
-void PairLanes::fill(const std::vector<BlockPair>& pairs) {
-    const std::size_t n = pairs.size();
-    for (auto* v : {&b0, &b1, &b2, &d0, &d1, &d2, &inverse, &e2}) v->assign((n + 3) / 4 * 4, 0.0f);
-    for (std::size_t i = 0; i < n; ++i) {
-        const Fit& f = pairs[i].fit;
-        b0[i] = f.b[0], b1[i] = f.b[1], b2[i] = f.b[2];
-        d0[i] = f.d[0], d1[i] = f.d[1], d2[i] = f.d[2];
-        inverse[i] = f.inverse;
-    }
-}
-
-BlockPair blockPair(const Hit& f, const Hit& b, float distanceWeight) {
-    BlockPair p{{b.colour, {}, 0}, distanceWeight * (f.distance + b.distance)};
-    float fb2 = 0;
-    for (int k = 0; k < 3; ++k) {
-        p.fit.d[k] = f.colour[k] - b.colour[k];
-        fb2 += p.fit.d[k] * p.fit.d[k];
-    }
-    p.fit.inverse = 1.0f / std::max(fb2, 1.0f);
-    return p;
-}
 
 // For every pixel, its distances (whole pixels, rounded down, at most 255)
 // to the nearest foreground and the nearest background pixel of the trimap,
