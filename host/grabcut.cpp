@@ -76,16 +76,6 @@ constexpr double kLeanMargin = 2.0;
 // zone, up to kMaxRounds: a smooth outline settles in two, strands take more.
 constexpr int kMaxRounds = 4;
 constexpr double kSettledShare = 0.02;
-// An unsure edge: when at least kUnsureShare of the zone's samples outside
-// the selection lean to the background by less than kUnsureJoin (mixed
-// pixels of strands or hair the background model barely explains), the
-// models of the first kUnsureRounds rounds learn those as object and the
-// selection's zone samples leaning to the object by less than kUnsureLeave
-// as background.
-constexpr double kUnsureShare = 0.25;
-constexpr double kUnsureJoin = 3.5;
-constexpr double kUnsureLeave = 2.0;
-constexpr int kUnsureRounds = 2;
 
 // A size times a scale, rounded, at least one pixel a side.
 cv::Size scaledSize(cv::Size size, double scale) {
@@ -170,22 +160,6 @@ GrabCutModels selectionModels(const cv::Mat& bgr, const cv::Mat& selection, cons
     return grabCutModels(colours, states);
 }
 
-// The models of an early colour round. Learnt from the selection as it is, an
-// edge drawn round a body leaves its strands' mixed colours to the
-// background model and keeps the grass between them in the object model:
-// the rounds then only confirm it. Where the edge is unsure (see
-// kUnsureShare), the unsure samples of the zone are learnt on the other
-// side, as the models would see them had the edge been drawn the other way.
-GrabCutModels unsureEdgeModels(const cv::Mat& bgr, const cv::Mat& selection, const cv::Mat& cut, const cv::Mat& keep,
-                               const cv::Mat& zone) {
-    GrabCutModels models = selectionModels(bgr, selection, cut, keep);
-    const cv::Mat open = zone & ((cut | keep) == 0), outside = open & (selection == 0);
-    const cv::Mat joining = grabCutDisagreement(bgr, selection, outside, models, -kUnsureJoin);
-    if (cv::countNonZero(joining) < kUnsureShare * std::max(1, cv::countNonZero(outside))) return models;
-    const cv::Mat leaving = grabCutDisagreement(bgr, selection, open & selection, models, -kUnsureLeave);
-    return selectionModels(bgr, selection ^ (joining | leaving), cut, keep);
-}
-
 // Clears the pixels of `flip` outside `selection` that no path through
 // `flip` joins to the selection: what turns object on its colour alone must
 // grow out of the object (a red petal beside an orange suit stays out).
@@ -242,16 +216,12 @@ void refineZone(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& marks, co
     cv::resize(marks == kMarkKeep, sampledKeep, samples, 0, 0, cv::INTER_NEAREST);
     const int ringRadius = std::max(1, static_cast<int>(std::lround(edgeRadius * scale)));
     const cv::Mat ring = squareKernel(ringRadius), around = squareKernel(2);
-    cv::Mat sampledZone;
-    cv::resize(zone, sampledZone, samples, 0, 0, cv::INTER_NEAREST);
     const double zoneArea = std::max(1, cv::countNonZero(levelZone));
     GrabCutModels models;
     for (int round = 0; round < kMaxRounds; ++round) {
         cv::Mat sampledSelection;
         cv::resize(level, sampledSelection, samples, 0, 0, cv::INTER_NEAREST);
-        models = round < kUnsureRounds
-                     ? unsureEdgeModels(sampledBgr, sampledSelection, sampledCut, sampledKeep, sampledZone)
-                     : selectionModels(sampledBgr, sampledSelection, sampledCut, sampledKeep);
+        models = selectionModels(sampledBgr, sampledSelection, sampledCut, sampledKeep);
         cv::Mat band = grabCutDisagreement(levelBgr, level, levelZone, models), grown, shrunk;
         cv::dilate(band, band, around);
         cv::dilate(level, grown, ring);

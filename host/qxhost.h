@@ -264,9 +264,7 @@ int defaultGrabCutBand(cv::Size image);
 // at kGrabCutMiddleSide (until a round changes little, at most four), with
 // colour models learnt from full-size pixels, where pixels near the edge
 // favour the other side by their colour (grabCutDisagreement,
-// refineGrabCutRegion); where many pixels just outside the edge are barely
-// explained better by the background (strands, hair), the first two of these
-// rounds learn the unsure pixels on the other side; and last at full size in a
+// refineGrabCutRegion); and last at full size in a
 // band of one pixel of that copy (refineGrabCutEdge), where full-size pixels
 // of that zone whose colour leans clearly the other way change side on
 // their own. When the region is no larger than the middle level, the
