@@ -66,14 +66,6 @@ struct Hit {
 struct Fit {
     std::array<float, 3> b{}, d{};  // d = f - b
     float inverse = 0;              // 1 / |f - b|^2
-    // |c - (a f + (1 - a) b)|^2 at the best alpha a in 0..1, as fitAlpha
-    // (squared: comparisons need no root).
-    float distortion2(const std::array<float, 3>& c) const {
-        const float cb0 = c[0] - b[0], cb1 = c[1] - b[1], cb2 = c[2] - b[2];
-        const float a = std::min(1.0f, std::max(0.0f, (cb0 * d[0] + cb1 * d[1] + cb2 * d[2]) * inverse));
-        const float r0 = cb0 - a * d[0], r1 = cb1 - a * d[1], r2 = cb2 - a * d[2];
-        return r0 * r0 + r1 * r1 + r2 * r2;
-    }
 };
 
 // The pair a pixel picked.
@@ -99,37 +91,73 @@ BlockPair blockPair(const Hit& f, const Hit& b, float distanceWeight) {
     return p;
 }
 
+// For four fits at once, their fields in lanes: |c - (a f + (1 - a) b)|^2
+// at the best alpha a in 0..1, as fitAlpha (squared: comparisons need no
+// root); with c - b = cb, a = min(1, max(0, (cb . d) inverse)) and the
+// misfit cb - a d. Each lane rounds as one float at a time would (no fused
+// operations), so a pair's distortion is the same in both passes, whatever
+// lane it falls in.
+inline __m128 distortions4(__m128 c0, __m128 c1, __m128 c2, __m128 b0, __m128 b1, __m128 b2, __m128 d0,
+                           __m128 d1, __m128 d2, __m128 inverse) {
+    const __m128 cb0 = _mm_sub_ps(c0, b0), cb1 = _mm_sub_ps(c1, b1), cb2 = _mm_sub_ps(c2, b2);
+    const __m128 dot = _mm_add_ps(_mm_add_ps(_mm_mul_ps(cb0, d0), _mm_mul_ps(cb1, d1)), _mm_mul_ps(cb2, d2));
+    const __m128 a = _mm_min_ps(_mm_max_ps(_mm_mul_ps(dot, inverse), _mm_setzero_ps()), _mm_set1_ps(1.0f));
+    const __m128 r0 = _mm_sub_ps(cb0, _mm_mul_ps(a, d0)), r1 = _mm_sub_ps(cb1, _mm_mul_ps(a, d1)),
+                 r2 = _mm_sub_ps(cb2, _mm_mul_ps(a, d2));
+    return _mm_add_ps(_mm_add_ps(_mm_mul_ps(r0, r0), _mm_mul_ps(r1, r1)), _mm_mul_ps(r2, r2));
+}
+
 // A block's pairs field by field, padded to whole lanes of four, so that
-// one pixel's distortions against all of them run four at a time: the
-// arithmetic of Fit::distortion2 in the same order (SSE's min and max pick as
-// std::min and std::max do there).
+// one pixel's distortions against all of them run four at a time.
 struct PairLanes {
-    std::vector<float> b0, b1, b2, d0, d1, d2, inverse, e2;
+    std::vector<float> b0, b1, b2, d0, d1, d2, inverse, penalty, e2;
     void fill(const std::vector<BlockPair>& pairs) {
         const std::size_t n = pairs.size();
-        for (auto* v : {&b0, &b1, &b2, &d0, &d1, &d2, &inverse, &e2}) v->assign((n + 3) / 4 * 4, 0.0f);
+        for (auto* v : {&b0, &b1, &b2, &d0, &d1, &d2, &inverse, &penalty, &e2}) v->assign((n + 3) / 4 * 4, 0.0f);
         for (std::size_t i = 0; i < n; ++i) {
             const Fit& f = pairs[i].fit;
             b0[i] = f.b[0], b1[i] = f.b[1], b2[i] = f.b[2];
             d0[i] = f.d[0], d1[i] = f.d[1], d2[i] = f.d[2];
             inverse[i] = f.inverse;
+            penalty[i] = pairs[i].penalty;
         }
+    }
+    // Whether any of the four pairs from g on passes both of the pick's
+    // tests against bestCost (after distortions()): penalty < bestCost and
+    // e2 < (bestCost - penalty)^2, computed as the pick computes them.
+    bool mayWin(std::size_t g, float bestCost) const {
+        const __m128 cost = _mm_set1_ps(bestCost), p = _mm_loadu_ps(&penalty[g]);
+        const __m128 margin = _mm_sub_ps(cost, p);
+        const __m128 pass =
+            _mm_and_ps(_mm_cmplt_ps(p, cost), _mm_cmplt_ps(_mm_loadu_ps(&e2[g]), _mm_mul_ps(margin, margin)));
+        return _mm_movemask_ps(pass) != 0;
     }
     void distortions(const std::array<float, 3>& c) {
         const __m128 c0 = _mm_set1_ps(c[0]), c1 = _mm_set1_ps(c[1]), c2 = _mm_set1_ps(c[2]);
-        const __m128 zero = _mm_setzero_ps(), one = _mm_set1_ps(1.0f);
-        for (std::size_t i = 0; i < e2.size(); i += 4) {
-            const __m128 cb0 = _mm_sub_ps(c0, _mm_loadu_ps(&b0[i])), cb1 = _mm_sub_ps(c1, _mm_loadu_ps(&b1[i])),
-                         cb2 = _mm_sub_ps(c2, _mm_loadu_ps(&b2[i]));
-            const __m128 dd0 = _mm_loadu_ps(&d0[i]), dd1 = _mm_loadu_ps(&d1[i]), dd2 = _mm_loadu_ps(&d2[i]);
-            const __m128 dot = _mm_add_ps(_mm_add_ps(_mm_mul_ps(cb0, dd0), _mm_mul_ps(cb1, dd1)), _mm_mul_ps(cb2, dd2));
-            const __m128 a = _mm_min_ps(_mm_max_ps(_mm_mul_ps(dot, _mm_loadu_ps(&inverse[i])), zero), one);
-            const __m128 r0 = _mm_sub_ps(cb0, _mm_mul_ps(a, dd0)), r1 = _mm_sub_ps(cb1, _mm_mul_ps(a, dd1)),
-                         r2 = _mm_sub_ps(cb2, _mm_mul_ps(a, dd2));
-            _mm_storeu_ps(&e2[i], _mm_add_ps(_mm_add_ps(_mm_mul_ps(r0, r0), _mm_mul_ps(r1, r1)), _mm_mul_ps(r2, r2)));
-        }
+        for (std::size_t i = 0; i < e2.size(); i += 4)
+            _mm_storeu_ps(&e2[i], distortions4(c0, c1, c2, _mm_loadu_ps(&b0[i]), _mm_loadu_ps(&b1[i]),
+                                               _mm_loadu_ps(&b2[i]), _mm_loadu_ps(&d0[i]), _mm_loadu_ps(&d1[i]),
+                                               _mm_loadu_ps(&d2[i]), _mm_loadu_ps(&inverse[i])));
     }
 };
+
+// Colour c's distortions against n pairs (n a multiple of four, the pairs'
+// eight floats b, d, inverse, cost each), four at a time: each four pairs
+// are turned into lanes of their fields.
+static_assert(sizeof(Pair) == 8 * sizeof(float), "a pair is eight floats");
+inline void pairDistortions(const std::array<float, 3>& c, const Pair* const* pairs, std::size_t n, float* e2) {
+    const __m128 c0 = _mm_set1_ps(c[0]), c1 = _mm_set1_ps(c[1]), c2 = _mm_set1_ps(c[2]);
+    for (std::size_t i = 0; i < n; i += 4) {
+        const float* p[4];
+        for (int k = 0; k < 4; ++k) p[k] = reinterpret_cast<const float*>(pairs[i + k]);
+        __m128 b0 = _mm_loadu_ps(p[0]), b1 = _mm_loadu_ps(p[1]), b2 = _mm_loadu_ps(p[2]), d0 = _mm_loadu_ps(p[3]);
+        __m128 d1 = _mm_loadu_ps(p[0] + 4), d2 = _mm_loadu_ps(p[1] + 4), inverse = _mm_loadu_ps(p[2] + 4),
+               cost = _mm_loadu_ps(p[3] + 4);
+        _MM_TRANSPOSE4_PS(b0, b1, b2, d0);       // rows b0 b1 b2 d0 of each pair
+        _MM_TRANSPOSE4_PS(d1, d2, inverse, cost);  // rows d1 d2 inverse cost
+        _mm_storeu_ps(e2 + i, distortions4(c0, c1, c2, b0, b1, b2, d0, d1, d2, inverse));
+    }
+}
 
 // For every pixel, its distances (whole pixels, rounded down, at most 255)
 // to the nearest foreground and the nearest background pixel of the trimap,
@@ -269,15 +297,20 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
                     if (newF == 0 && newB == 0) bestCost = 1e30f;
                     Pair& p = best[static_cast<std::size_t>(slot[static_cast<std::size_t>(y) * w + x])];
                     lanes.distortions(colourAt(image, x, y));
-                    for (std::size_t k = 0; k < pairs.size(); ++k) {
-                        const BlockPair& q = pairs[k];
-                        if (q.penalty >= bestCost) continue;  // its distance alone costs more
-                        // Only a distortion below bestCost - penalty can win:
-                        // compared squared, the root is taken for winners only.
-                        const float margin = bestCost - q.penalty, e2 = lanes.e2[k];
-                        if (e2 >= margin * margin) continue;
-                        const float e = std::sqrt(e2);
-                        if (e + q.penalty < bestCost) bestCost = e + q.penalty, p = {q.fit, e};
+                    for (std::size_t g = 0; g < pairs.size(); g += 4) {
+                        // Four pairs that cannot win against the best cost so
+                        // far cannot win against a later, lower one either.
+                        if (!lanes.mayWin(g, bestCost)) continue;
+                        for (std::size_t k = g; k < std::min(g + 4, pairs.size()); ++k) {
+                            const BlockPair& q = pairs[k];
+                            if (q.penalty >= bestCost) continue;  // its distance alone costs more
+                            // Only a distortion below bestCost - penalty can win:
+                            // compared squared, the root is taken for winners only.
+                            const float margin = bestCost - q.penalty, e2 = lanes.e2[k];
+                            if (e2 >= margin * margin) continue;
+                            const float e = std::sqrt(e2);
+                            if (e + q.penalty < bestCost) bestCost = e + q.penalty, p = {q.fit, e};
+                        }
                     }
                     worst = std::max(worst, p.cost);  // the distortion alone; 1e30 when no pair
                 }
@@ -320,25 +353,34 @@ SampledAlpha sampleAlpha(const cv::Mat& image, const cv::Mat& trimap, const Samp
     // Second pass: the three pairs of the neighbourhood that explain the
     // pixel best, averaged.
     const int r = params.gatherRadius;
+    const std::size_t most = static_cast<std::size_t>(2 * r + 1) * (2 * r + 1);
 #pragma omp parallel for schedule(static)
     for (int y = 0; y < h; ++y) {
+        std::vector<const Pair*> around((most + 3) / 4 * 4);
+        std::vector<float> e2s(around.size());
         for (int x = 0; x < w; ++x) {
             if (!unknownAt(x, y)) continue;
             const auto c = colourAt(image, x, y);
-            std::array<std::pair<float, const Pair*>, 3> top;
-            top.fill({1e30f, nullptr});
+            // The neighbours' pairs in order, padded to whole lanes with the
+            // first one (the padding's distortions are not read).
+            std::size_t found = 0;
             for (int v = std::max(0, y - r); v <= std::min(h - 1, y + r); ++v)
                 for (int u = std::max(0, x - r); u <= std::min(w - 1, x + r); ++u) {
                     const int k = slot[static_cast<std::size_t>(v) * w + u];
-                    if (k < 0 || best[static_cast<std::size_t>(k)].cost >= 1e30f) continue;
-                    const Pair& q = best[static_cast<std::size_t>(k)];
-                    const float e2 = q.fit.distortion2(c);
-                    if (e2 < top[2].first) {
-                        top[2] = {e2, &q};
-                        if (top[2].first < top[1].first) std::swap(top[1], top[2]);
-                        if (top[1].first < top[0].first) std::swap(top[0], top[1]);
-                    }
+                    if (k >= 0 && best[static_cast<std::size_t>(k)].cost < 1e30f)
+                        around[found++] = &best[static_cast<std::size_t>(k)];
                 }
+            for (std::size_t i = found; i % 4 != 0; ++i) around[i] = around[0];
+            if (found > 0) pairDistortions(c, around.data(), (found + 3) / 4 * 4, e2s.data());
+            std::array<std::pair<float, const Pair*>, 3> top;
+            top.fill({1e30f, nullptr});
+            for (std::size_t i = 0; i < found; ++i) {
+                if (e2s[i] < top[2].first) {
+                    top[2] = {e2s[i], around[i]};
+                    if (top[2].first < top[1].first) std::swap(top[1], top[2]);
+                    if (top[1].first < top[0].first) std::swap(top[0], top[1]);
+                }
+            }
             std::array<float, 3> f{}, b{};
             int n = 0;
             for (const auto& [e, q] : top) {

@@ -55,6 +55,28 @@ TEST(ColourSampling, RampAlphaConfidenceAndKnownPixels) {
     EXPECT_THROW(qxhost::sampleAlpha(r.image, r.trimap.colRange(0, 20)), std::invalid_argument);
 }
 
+TEST(ColourSampling, EachPixelTakesThePairOfItsOwnColours) {
+    // Bands of four rows, each band a ramp between its own two colours (every
+    // channel different), so a pixel's neighbours and rays offer pairs of the
+    // other band too: only its own explains it.
+    const cv::Vec3b fore[2] = {kFore, cv::Vec3b(40, 210, 120)}, back[2] = {kBack, cv::Vec3b(230, 60, 170)};
+    cv::Mat image(16, 40, CV_8UC3), trimap(16, 40, CV_8UC1, cv::Scalar(128));
+    trimap.colRange(0, 10).setTo(255);
+    trimap.colRange(30, 40).setTo(0);
+    for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 40; ++x) {
+            const int band = (y / 4) % 2;
+            const double a = Ramp::truth(x);
+            for (int k = 0; k < 3; ++k)
+                image.at<cv::Vec3b>(y, x)[k] =
+                    cv::saturate_cast<unsigned char>(a * fore[band][k] + (1 - a) * back[band][k]);
+        }
+    const cv::Mat alpha = qxhost::sampleAlpha(image, trimap).alpha;
+    for (int y = 0; y < 16; ++y)
+        for (int x = 10; x < 30; ++x)
+            EXPECT_NEAR(255 * Ramp::truth(x), alpha.at<unsigned char>(y, x), 5) << x << "," << y;
+}
+
 // A disc of foreground with a soft rim and a background hole in its middle;
 // the trimap leaves a ring around the disc and the whole hole unknown, so no
 // mark reaches the hole.
