@@ -202,14 +202,15 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    const char* names[] = {"Garden", "Dune", "Wood", "Aqua", "GreenMeadow", "Storm", "LadyBird", "YellowFlower"};
+    const char* names[] = {"Garden", "Dune", "Wood", "Aqua", "GreenMeadow", "Storm", "LadyBird", "YellowFlower",
+                           "Blinds", "FreshFlower", "RainDrops", "TwoWings"};
     struct Size {
         const char* label;
         cv::Size size;
         int photos;  // the full-size cut takes minutes at 8 MP: fewer photographs there
     };
     std::vector<Size> sizes;
-    if (!only8) sizes.push_back({"1MP", cv::Size(1224, 816), 8});
+    if (!only8) sizes.push_back({"1MP", cv::Size(1224, 816), 12});
     if (!quick) sizes.push_back({"8MP", cv::Size(3464, 2309), 2});
 
     std::printf("GrabCut from a rectangle 5%% larger than the object: the host's road (one pass) against a\n"
