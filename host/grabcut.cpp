@@ -187,7 +187,7 @@ void keepAttached(cv::Mat& flip, const cv::Mat& selection) {
 // edge, the reduced levels see them mixed with what lies between them and
 // keep one smooth outline round both. Here the colour models are learnt from
 // full-size pixels taken one in `stride` each way (pure colours, unmixed),
-// and on a level of kGrabCutMiddleSide over the area alone the pixels of
+// and on a level of kGrabCutZoneSide over the area alone the pixels of
 // `zone` whose colour favours the other side, with two pixels round them and
 // a ring round the edge, are decided again by a graph cut; round after round,
 // the models learnt again from the new selection, until the selection
@@ -196,7 +196,7 @@ void keepAttached(cv::Mat& flip, const cv::Mat& selection) {
 // pixels of the zone that lean clearly the other way change side.
 void refineZone(const cv::Mat& bgr, cv::Mat& selection, const cv::Mat& marks, const cv::Mat& zone, int edgeRadius) {
     const cv::Mat locked = (marks & 1) != 0;
-    const double scale = std::min(1.0, double(kGrabCutMiddleSide) / std::max(bgr.cols, bgr.rows));
+    const double scale = std::min(1.0, double(kGrabCutZoneSide) / std::max(bgr.cols, bgr.rows));
     cv::Mat levelBgr = bgr, level = selection, levelLocked = locked, levelZone = zone;
     if (scale < 1.0) {
         const cv::Size size = scaledSize(bgr.size(), scale);

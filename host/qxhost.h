@@ -261,7 +261,7 @@ int defaultGrabCutBand(cv::Size image);
 // longer side of at most kGrabCutWorkSide; its selection's edge is cut again on a middle
 // level (kGrabCutMiddleSide) in a wide band, twice, with colour models learnt
 // from the last selection; then in rounds on a copy of the rectangle alone
-// at kGrabCutMiddleSide (until a round changes little, at most four), with
+// at kGrabCutZoneSide (until a round changes little, at most four), with
 // colour models learnt from full-size pixels, where pixels near the edge
 // favour the other side by their colour (grabCutDisagreement,
 // refineGrabCutRegion); and last at full size in a
@@ -287,6 +287,10 @@ constexpr int kGrabCutWorkShortSide = 100;
 // side.
 constexpr int kGrabCutMiddleSide = 400;
 constexpr double kGrabCutMargin = 0.4;
+// The rectangle's longer side on the copy of the colour rounds. As accurate
+// as the middle level's 400 on the GrabCut bench (mean IoU 0.865 against
+// 0.863 over 48 cases at 1 MP) and 8% cheaper there.
+constexpr int kGrabCutZoneSide = 300;
 
 // grabCutSelection made a trimap (0, 128, 255) of the image's size by
 // qxGrabCutEdgeGen over the rectangle: the band of settings.bandWidth pixels
