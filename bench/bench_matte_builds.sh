@@ -21,16 +21,12 @@ trap 'rm -rf "$work"' EXIT
 OMP_NUM_THREADS=1 "$build/bench_host_accuracy" --small --road "sampling" --write "$work" > /dev/null
 
 best() {  # best of five: $1 threads ("" for the default), $2 format, the rest the command
-    local threads=$1 format=$2
+    local threads=$1 format=$2 least= t
     shift 2
-    local least=
+    local setting=()
+    [ -n "$threads" ] && setting=("OMP_NUM_THREADS=$threads")
     for _ in 1 2 3 4 5; do
-        if [ -n "$threads" ]; then
-            OMP_NUM_THREADS=$threads /usr/bin/time -o "$work/time" -f "$format" "$@" > /dev/null 2>&1
-        else
-            /usr/bin/time -o "$work/time" -f "$format" "$@" > /dev/null 2>&1
-        fi
-        local t
+        env "${setting[@]}" /usr/bin/time -o "$work/time" -f "$format" "$@" > /dev/null 2>&1
         t=$(awk '{print $1 + $2}' "$work/time")
         least=$(awk -v a="$least" -v b="$t" 'BEGIN { print (a == "" || b < a) ? b : a }')
     done
