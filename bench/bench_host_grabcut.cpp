@@ -108,6 +108,9 @@ Case strands(const cv::Mat& background, const cv::Mat& texture, bool touching) {
     return c;
 }
 
+// The road runs this many times on each case and its seconds are the least:
+// one run of a few tenths of a second varies by a third with what else the
+// machine does.
 constexpr int kRoadRuns = 3;
 
 struct Row {
@@ -140,8 +143,6 @@ void writeView(const Case& c, const cv::Mat& ours, const cv::Mat& full, const st
 
 Row measure(const Case& c, const std::string& name) {
     Row r;
-    // The road's seconds are the least of three runs: one run of a few
-    // tenths of a second varies by a third with what else the machine does.
     const char* passes = std::getenv("QX_PASSES");
     cv::Mat selection;
     for (int run = 0; run < kRoadRuns; ++run) {
