@@ -22,6 +22,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -223,7 +224,7 @@ int main(int argc, char** argv) {
         int photos;  // the full-size cut takes minutes at 8 MP: fewer photographs there
     };
     std::vector<Size> sizes;
-    if (!only8) sizes.push_back({"1MP", cv::Size(1224, 816), 12});
+    if (!only8) sizes.push_back({"1MP", cv::Size(1224, 816), static_cast<int>(std::size(names))});
     if (!quick) sizes.push_back({"8MP", cv::Size(3464, 2309), 2});
 
     std::printf("GrabCut from a rectangle 5%% larger than the object: the host's road (one pass) against a\n"
